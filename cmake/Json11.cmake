@@ -1,0 +1,13 @@
+# json11: vcpkg's package where there is one, else the sources that scripts/setup unpacked.
+find_package(json11 CONFIG QUIET)
+if(json11_FOUND)
+  add_library(json11 INTERFACE)
+  target_link_libraries(json11 INTERFACE json11::json11)
+else()
+  set(json11_dir ${PROJECT_SOURCE_DIR}/.deps/json11)
+  if(NOT EXISTS ${json11_dir}/json11.cpp)
+    message(FATAL_ERROR "json11 is missing: run scripts/setup first.")
+  endif()
+  add_library(json11 STATIC ${json11_dir}/json11.cpp)
+  target_include_directories(json11 SYSTEM PUBLIC ${json11_dir})
+endif()
