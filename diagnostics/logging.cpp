@@ -1,0 +1,78 @@
+#include "diagnostics/logging.h"
+
+#include <json11.hpp>
+
+#include <optional>
+
+#include "diagnostics/error_reporting.h"
+#include "diagnostics/sentry_sdk.h"
+#include "service/message_queue.h"
+#include "supervision/error_codes.h"
+
+namespace capture_service {
+namespace {
+
+void SetText(sentry_value_t object, const char* key, const std::string& text) {
+  sentry_value_set_by_key(object, key, sentry_value_new_string(text.c_str()));
+}
+
+void AddBreadcrumb(const std::string& line, const char* level) {
+  if (!ErrorReportingEnabled) return;
+  const sentry_value_t breadcrumb = sentry_value_new_breadcrumb("default", line.c_str());
+  SetText(breadcrumb, "level", level);
+  sentry_add_breadcrumb(breadcrumb);
+}
+
+}  // namespace
+
+void LogInfo(const std::string& line) {
+  SendLogToHost(line);
+  AddBreadcrumb(line, "info");
+}
+
+void LogFailure(std::string_view name, const std::string& message, bool as_info) {
+  SendErrorToHost(message);
+  const std::string kind = KindText(name);
+  if (as_info) {
+    AddBreadcrumb(kind + ": " + message, "info");
+  } else {
+    ReportError(kind, message);
+  }
+}
+
+void ReportError(const std::string& kind, const std::string& message) {
+  CaptureErrorEvent(kind, message);
+  AddBreadcrumb(message, "error");
+}
+
+void CaptureErrorEvent(const std::string& kind, const std::string& message) {
+  if (!ErrorReportingEnabled) return;
+  const sentry_value_t exception = sentry_value_new_object();
+  SetText(exception, "type", "Error " + kind);
+  SetText(exception, "value", message);
+  const sentry_value_t event = sentry_value_new_event();
+  sentry_value_set_by_key(event, "exception", exception);
+  sentry_event_value_add_stacktrace(event, nullptr, 0);
+  sentry_capture_event(event);
+}
+
+std::string KindText(std::string_view name) {
+  std::string kind;
+  if (const std::optional<std::int32_t> number = FindErrorCode(name)) {
+    kind = std::to_string(*number) + " ";
+  }
+  return kind.append(name);
+}
+
+void OnCaptureLibraryLog(std::int32_t /*level*/, const char* text) {
+  LogInfo(text != nullptr ? text : "");
+}
+
+void SendLogToHost(const std::string& line) {
+  const json11::Json message = json11::Json::object{{"error", line}};
+  PushMessage(MakePipeMessage(Direction::kOutbound, message.dump()));
+}
+
+void SendErrorToHost(const std::string& message) { SendLogToHost("[Glimra error]: " + message); }
+
+}  // namespace capture_service

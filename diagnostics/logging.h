@@ -1,0 +1,40 @@
+// Logging: every line goes to the host as {"error": line} and, while error reporting runs, to the
+// error-reporting SDK as a breadcrumb or an error event. There is no log file.
+//
+// All functions may be called from any thread, library threads included. A line whose JSON text is
+// longer than a message ends the process (see MakePipeMessage).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace capture_service {
+
+// A progress line: to the host as it stands, and as an "info" breadcrumb.
+void LogInfo(const std::string& line);
+
+// A failure: to the host as "[Glimra error]: " and the message. Then as an error event, or, with
+// as_info, as an "info" breadcrumb only. `name` is an ErrorCode's or another word; the host does
+// not see it.
+void LogFailure(std::string_view name, const std::string& message, bool as_info);
+
+// An error event of this kind (KindText), then an "error" breadcrumb of the message. Nothing for
+// the host; nothing at all while error reporting is off.
+void ReportError(const std::string& kind, const std::string& message);
+
+// The error event of ReportError without the breadcrumb, for the last words of a process.
+void CaptureErrorEvent(const std::string& kind, const std::string& message);
+
+// The failure's number, a space and its name, or the bare name when it has no number.
+std::string KindText(std::string_view name);
+
+// The capture library's log callback: any line of the library is a progress line, whatever its
+// level.
+void OnCaptureLibraryLog(std::int32_t level, const char* text);
+
+// Sends {"error": line} and {"error": "[Glimra error]: " + message} to the host.
+void SendLogToHost(const std::string& line);
+void SendErrorToHost(const std::string& message);
+
+}  // namespace capture_service

@@ -1,0 +1,37 @@
+// A first-in first-out queue between threads.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <utility>
+
+namespace capture_service {
+
+// Any number of threads may push and pop. Such a queue is never destroyed while a thread may still
+// use it; the process-wide ones are not destroyed at all.
+template <typename T>
+class BlockingQueue {
+ public:
+  void Push(T item) {
+    const std::lock_guard lock(mutex_);
+    items_.push_back(std::move(item));
+    not_empty_.notify_one();
+  }
+
+  // Waits, without a time-out, until there is an item.
+  T Pop() {
+    std::unique_lock lock(mutex_);
+    not_empty_.wait(lock, [this] { return !items_.empty(); });
+    T item = std::move(items_.front());
+    items_.pop_front();
+    return item;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable not_empty_;
+  std::deque<T> items_;
+};
+
+}  // namespace capture_service

@@ -1,0 +1,33 @@
+#include "platform/files.h"
+
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include <array>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/text_encoding.h"
+
+namespace capture_service {
+
+void RemoveFile(const std::string& path) noexcept {
+  try {
+    std::error_code ignored;
+    std::filesystem::remove(WideFromUtf8(path.c_str()), ignored);
+  } catch (const std::exception&) {
+    // Out of memory for the path: the file stays, as for any other failed removal.
+  }
+}
+
+std::optional<std::wstring> CommonAppDataFolder() {
+  std::array<wchar_t, MAX_PATH> folder{};
+  if (FAILED(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT,
+                              folder.data()))) {
+    return std::nullopt;
+  }
+  return folder.data();
+}
+
+}  // namespace capture_service

@@ -1,0 +1,16 @@
+// Window handles as the host names them.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace capture_service {
+
+// Window handles have 32 significant bits, so the host sends them as 32-bit numbers.
+inline HWND WindowFromNumber(std::uint32_t number) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how Windows defines a shared handle.
+  return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(number));
+}
+
+}  // namespace capture_service

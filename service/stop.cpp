@@ -1,0 +1,19 @@
+#include "service/stop.h"
+
+#include <memory>
+
+#include "service/command_queue.h"
+#include "service/message_queue.h"
+
+namespace capture_service {
+
+std::atomic<bool> StopFlag = false;
+
+void RequestStop() {
+  StopFlag.exchange(true);
+  SignalStopEvent();
+  PushMessage(MakePipeMessage(Direction::kInbound, "{}"));
+  PushCommand(std::make_unique<Command>());
+}
+
+}  // namespace capture_service
