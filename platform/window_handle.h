@@ -13,4 +13,8 @@ inline HWND WindowFromNumber(std::uint32_t number) {
   return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(number));
 }
 
+inline std::uint32_t WindowNumber(HWND window) {
+  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(window));
+}
+
 }  // namespace capture_service

@@ -1,0 +1,50 @@
+#include "platform/windows_failure.h"
+
+#include <memory>
+#include <string>
+
+#include "platform/owned_handle.h"
+#include "platform/text_encoding.h"
+
+namespace capture_service {
+namespace {
+
+// The system's text for `code` without the line break that ends it; empty when it has none.
+std::wstring SystemMessage(HRESULT code) {
+  wchar_t* text = nullptr;
+  const DWORD length = FormatMessageW(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+      nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  const std::unique_ptr<wchar_t, LocalMemoryFreer> owner(text);
+  std::wstring message(text != nullptr ? text : L"", length);
+  while (message.ends_with(L'\n') || message.ends_with(L'\r')) message.pop_back();
+  return message;
+}
+
+std::wstring Hex(const wchar_t* format, unsigned long number) {
+  wchar_t digits[16] = {};
+  swprintf(digits, std::size(digits), format, number);
+  return digits;
+}
+
+// Writes the line that announces the exception, and returns what() for it.
+std::string Announce(HRESULT code, const std::source_location& where) {
+  const std::wstring message = SystemMessage(code);
+  const std::wstring line = WideFromUtf8(where.file_name()) + L"(" + std::to_wstring(where.line()) +
+                            L") tid(" + Hex(L"%lx", GetCurrentThreadId()) + L") " +
+                            Hex(L"%08lX", static_cast<unsigned long>(code)) + L" " + message +
+                            L"\n";
+  OutputDebugStringW(line.c_str());
+  return Utf8FromWide(message);
+}
+
+}  // namespace
+
+WindowsFailure::WindowsFailure(HRESULT code, std::source_location where)
+    : std::runtime_error(Announce(code, where)), code_(code), where_(where) {}
+
+void ThrowIfFailed(HRESULT result, std::source_location where) {
+  if (FAILED(result)) throw WindowsFailure(result, where);
+}
+
+}  // namespace capture_service

@@ -1,0 +1,84 @@
+#include "service/main_loop.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "diagnostics/error_reporting.h"
+#include "diagnostics/sentry_sdk.h"
+#include "service/command_queue.h"
+#include "service/host_protocol.h"
+#include "service/message_queue.h"
+#include "service/stop.h"
+#include "supervision/clip_dump.h"
+
+namespace capture_service {
+namespace {
+
+void StartErrorReporting(const ReportingSettings& settings, const ServiceState& state) {
+  ErrorReportingEnabled = InitErrorReporting(settings.environment);
+  if (!ErrorReportingEnabled) return;
+
+  const sentry_value_t user = sentry_value_new_object();
+  sentry_value_set_by_key(user, "id", sentry_value_new_string(settings.user_id.c_str()));
+  sentry_set_user(user);
+
+  const std::map<std::string, std::string> tags = {
+      {"GLIMRA_GAME_ID", settings.game_id},
+      {"GLIMRA_GAME_EXE", settings.game_exe},
+      {"GUID", settings.daskel_guid},
+      {"DaskelVersion", settings.daskel_version},
+      {"BETA_ENABLED", settings.beta_enabled},
+      {"GsdkVersion", state.capture_library_version},
+  };
+  for (const auto& [name, value] : tags) sentry_set_tag(name.c_str(), value.c_str());
+}
+
+void Queue(CommandType type, RecorderSettings settings = {}) {
+  PushCommand(std::make_unique<Command>(Command{.type = type, .settings = std::move(settings)}));
+}
+
+void HandleEvent(const HostEvent& event, ServiceState& state) {
+  switch (event.action) {
+    case HostEvent::Action::kDie:
+      state.exit_code = static_cast<std::uint32_t>(event.exit_code);
+      RequestStop();
+      break;
+    case HostEvent::Action::kRestart:
+      Queue(CommandType::kRestart);
+      break;
+    case HostEvent::Action::kChangeAudio:
+      Queue(CommandType::kChangeAudio);
+      break;
+    case HostEvent::Action::kNone:
+      break;
+  }
+}
+
+}  // namespace
+
+void RunMainLoop(PipeHandle pipe, ServiceState& state) {
+  while (!StopFlag) {
+    const std::unique_ptr<PipeMessage> message = PopMessage();
+    switch (message->direction) {
+      case Direction::kInbound:
+        HandleInboundMessage(message->text.data(), state);
+        break;
+      case Direction::kOutbound:
+        if (!WriteFrame(pipe, message->text.data())) RequestStop();
+        break;
+    }
+  }
+}
+
+void HandleInboundMessage(const std::string& text, ServiceState& state) {
+  std::optional<HostMessage> message = ReadHostMessage(text);
+  if (!message) return;
+  if (message->reporting) StartErrorReporting(*message->reporting, state);
+  if (message->clip) EnqueueClipRequest(*std::move(message->clip));
+  if (message->settings) Queue(CommandType::kUpdateSettings, *std::move(message->settings));
+  if (message->event) HandleEvent(*message->event, state);
+}
+
+}  // namespace capture_service
