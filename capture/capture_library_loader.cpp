@@ -25,6 +25,14 @@ std::filesystem::path ExecutableFolder() {
   return std::filesystem::path(executable.data()).parent_path();
 }
 
+// Whether the path has a drive and a root, or is a network or device path (two leading separators),
+// which not every standard library takes for absolute.
+bool IsAbsolute(const std::filesystem::path& path) {
+  const auto is_separator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
+  const std::wstring& text = path.native();
+  return path.is_absolute() || (text.size() >= 2 && is_separator(text[0]) && is_separator(text[1]));
+}
+
 // Null when the module has no such export.
 template <typename Function>
 Function FindEntryPoint(HMODULE module, const char* name) {
@@ -39,8 +47,8 @@ Function FindEntryPoint(HMODULE module, const char* name) {
 
 std::shared_ptr<void> LoadCaptureLibraryModule(const std::wstring& path) {
   std::filesystem::path full = path;
-  if (!full.is_absolute()) full = ExecutableFolder() / full;
-  const DWORD flags = full.is_absolute() ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
+  if (!IsAbsolute(full)) full = ExecutableFolder() / full;
+  const DWORD flags = IsAbsolute(full) ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
   return OwnModule(LoadLibraryExW(full.c_str(), nullptr, flags));
 }
 

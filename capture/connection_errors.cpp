@@ -19,7 +19,8 @@ constexpr std::int32_t kMonitorCaptureFailed = 31;
 constexpr std::int32_t kMaxHookInjectRetries = 5;
 
 void GiveUp(std::string_view failure, const LibraryError& error, bool as_info) {
-  RaiseFailure(failure, "Error occurred that terminated the connection: " + error.Message(), as_info);
+  RaiseFailure(failure, "Error occurred that terminated the connection: " + error.Message(),
+               as_info);
 }
 
 }  // namespace

@@ -46,14 +46,13 @@ bool gsdk_session_set_video_input(gsdk_session* session, const char* type, gsdk_
 bool gsdk_session_update_video_input(gsdk_session* session, const char* settings,
                                      gsdk_error** error);
 // `kind` is "audio_output" or "audio_input".
-bool gsdk_session_add_audio_input(gsdk_session* session, const char* kind,
-                                  gsdk_audio_input** input, gsdk_error** error);
+bool gsdk_session_add_audio_input(gsdk_session* session, const char* kind, gsdk_audio_input** input,
+                                  gsdk_error** error);
 gsdk_properties* gsdk_session_properties_create();
 void gsdk_session_properties_audio_set_bitrate(gsdk_properties* properties, std::uint32_t bitrate);
 void gsdk_session_properties_audio_set_samplerate(gsdk_properties* properties,
                                                   std::uint32_t samplerate);
-void gsdk_session_properties_video_set_ratecontrol(gsdk_properties* properties,
-                                                   std::uint32_t mode);
+void gsdk_session_properties_video_set_ratecontrol(gsdk_properties* properties, std::uint32_t mode);
 // The three qualities are those of I, P and B frames; the service always passes one number.
 void gsdk_session_properties_video_set_min_quality(gsdk_properties* properties, std::uint32_t i,
                                                    std::uint32_t p, std::uint32_t b);
@@ -62,8 +61,7 @@ void gsdk_session_properties_video_set_max_quality(gsdk_properties* properties, 
 void gsdk_session_properties_video_set_framerate(gsdk_properties* properties, std::uint32_t fps);
 void gsdk_session_properties_video_set_max_height(gsdk_properties* properties,
                                                   std::uint32_t pixels);
-void gsdk_session_properties_video_set_max_width(gsdk_properties* properties,
-                                                 std::uint32_t pixels);
+void gsdk_session_properties_video_set_max_width(gsdk_properties* properties, std::uint32_t pixels);
 void gsdk_session_properties_connection_set_type(gsdk_properties* properties, std::uint32_t type);
 void gsdk_session_properties_set_error_callback(gsdk_properties* properties, void* user_data,
                                                 gsdk_error_callback callback);

@@ -39,16 +39,15 @@ using Properties = std::unique_ptr<gsdk_properties, PropertiesDestroyer>;
 
 // Checks every setting that a session needs, so that all that are missing are logged.
 bool CheckSettings(const RecorderSettings& settings) {
-  const std::array checks = {
-      CheckSettingInitialized("audio_samplerate", settings.audio_samplerate),
-      CheckSettingInitialized("audio_bitrate", settings.audio_bitrate),
-      CheckSettingInitialized("video_fps", settings.video_fps),
-      CheckSettingInitialized("encoding_crf", settings.encoding_crf),
-      CheckSettingInitialized("video_max_height", settings.video_max_height),
-      CheckSettingInitialized("video_max_width", settings.video_max_width),
-      CheckSettingInitialized("record_length", settings.record_length),
-      CheckSettingInitialized("recording_mode", settings.recording_mode),
-      CheckSettingInitialized("logging_level", settings.logging_level)};
+  const std::array checks = {CheckSettingInitialized("audio_samplerate", settings.audio_samplerate),
+                             CheckSettingInitialized("audio_bitrate", settings.audio_bitrate),
+                             CheckSettingInitialized("video_fps", settings.video_fps),
+                             CheckSettingInitialized("encoding_crf", settings.encoding_crf),
+                             CheckSettingInitialized("video_max_height", settings.video_max_height),
+                             CheckSettingInitialized("video_max_width", settings.video_max_width),
+                             CheckSettingInitialized("record_length", settings.record_length),
+                             CheckSettingInitialized("recording_mode", settings.recording_mode),
+                             CheckSettingInitialized("logging_level", settings.logging_level)};
   return std::ranges::all_of(checks, std::identity{});
 }
 
@@ -178,8 +177,7 @@ Properties CreateProperties(const RecorderSettings& settings,
   library.gsdk_session_properties_video_set_framerate(properties, number(settings.video_fps));
   library.gsdk_session_properties_video_set_max_height(properties,
                                                        number(settings.video_max_height));
-  library.gsdk_session_properties_video_set_max_width(properties,
-                                                      number(settings.video_max_width));
+  library.gsdk_session_properties_video_set_max_width(properties, number(settings.video_max_width));
   library.gsdk_session_properties_audio_set_tracks_ids(
       properties, static_cast<std::uint32_t>(tracks.size()), tracks.data());
   library.gsdk_session_properties_connection_set_type(properties, kConnectionType);

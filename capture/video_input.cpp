@@ -38,10 +38,10 @@ struct ListFailures {
 };
 
 constexpr ListFailures kMonitorList = {"monitor", "getting monitors failed: ",
-                                       "GSDKReadMonitorPropertiesFailed",
-                                       "CannotParseMonitorData"};
-constexpr ListFailures kWindowList = {"window", "getting windows failed: ",
-                                      "GSDKReadWindowPropertiesFailed", "CannotParseWindowData"};
+                                       "GSDKReadMonitorPropertiesFailed", "CannotParseMonitorData"};
+constexpr ListFailures kWindowList = {"window",
+                                      "getting windows failed: ", "GSDKReadWindowPropertiesFailed",
+                                      "CannotParseWindowData"};
 
 // None after a failure, which is then logged and posted.
 std::optional<Json> GetInputList(const ListFailures& failures) {
@@ -56,7 +56,7 @@ std::optional<Json> GetInputList(const ListFailures& failures) {
   text.reset();
   if (list.is_null()) {
     RaiseFailure(failures.unparsable, "error parsing gsdk_input_properties json: " + parse_error,
-        /*as_info=*/false);
+                 /*as_info=*/false);
     return std::nullopt;
   }
   return list;
@@ -81,7 +81,8 @@ std::optional<Json> PickWindowOfGame(const RecorderSettings& settings) {
   std::optional<Json> window = PickWindow(*list, settings.game_hwnd);
   if (!window) {
     // The handle reads as a number with six decimals; hosts know the line in this form.
-    RaiseFailure("CannotFindWindow",
+    RaiseFailure(
+        "CannotFindWindow",
         "Window (" + std::to_string(UnsignedNumber(settings.game_hwnd)) + ") not found??? failing.",
         /*as_info=*/false);
   }
@@ -115,9 +116,9 @@ std::optional<std::string> BuildCaptureSettings(const RecorderSettings& settings
     }
     default:
       RaiseFailure("BadRecordingMode",
-          "unknown recording mode: " +
-              std::to_string(static_cast<std::uint32_t>(settings.recording_mode)),
-          /*as_info=*/false);
+                   "unknown recording mode: " +
+                       std::to_string(static_cast<std::uint32_t>(settings.recording_mode)),
+                   /*as_info=*/false);
       return std::nullopt;
   }
   return Json(capture).dump();
@@ -154,7 +155,8 @@ bool SetVideoInput(const RecorderSettings& settings, const std::string& mode_tex
     if (WaitForStop(retry_wait)) return false;
   }
   RaiseFailure("FailedToSetVideoInput",
-      "[" + mode_text + "] Could not set video input after updates, failing", /*as_info=*/true);
+               "[" + mode_text + "] Could not set video input after updates, failing",
+               /*as_info=*/true);
   return false;
 }
 

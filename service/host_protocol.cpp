@@ -103,8 +103,7 @@ void SendClipResult(const std::string& id, std::int64_t duration, std::int64_t l
 
 void SendClipFailure(const std::string& id, const std::string& error) {
   Push(Direction::kOutbound,
-       Json::object{
-           {"clip", Json::object{{"id", id}, {"succeeded", false}, {"error", error}}}});
+       Json::object{{"clip", Json::object{{"id", id}, {"succeeded", false}, {"error", error}}}});
 }
 
 void PostRestartEvent() {

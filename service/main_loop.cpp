@@ -25,12 +25,9 @@ void StartErrorReporting(const ReportingSettings& settings, const ServiceState& 
   sentry_set_user(user);
 
   const std::map<std::string, std::string> tags = {
-      {"GLIMRA_GAME_ID", settings.game_id},
-      {"GLIMRA_GAME_EXE", settings.game_exe},
-      {"GUID", settings.daskel_guid},
-      {"DaskelVersion", settings.daskel_version},
-      {"BETA_ENABLED", settings.beta_enabled},
-      {"GsdkVersion", state.capture_library_version},
+      {"GLIMRA_GAME_ID", settings.game_id},    {"GLIMRA_GAME_EXE", settings.game_exe},
+      {"GUID", settings.daskel_guid},          {"DaskelVersion", settings.daskel_version},
+      {"BETA_ENABLED", settings.beta_enabled}, {"GsdkVersion", state.capture_library_version},
   };
   for (const auto& [name, value] : tags) sentry_set_tag(name.c_str(), value.c_str());
 }

@@ -18,9 +18,8 @@ void MergeRecorderSettings(RecorderSettings& current, const RecorderSettings& up
       &RecorderSettings::record_length,    &RecorderSettings::recording_mode,
       &RecorderSettings::game_pid,         &RecorderSettings::game_hwnd,
       &RecorderSettings::logging_level};
-  static constexpr std::array kTexts = {&RecorderSettings::audio_game,
-                                        &RecorderSettings::audio_chat,
-                                        &RecorderSettings::audio_input};
+  static constexpr std::array kTexts = {
+      &RecorderSettings::audio_game, &RecorderSettings::audio_chat, &RecorderSettings::audio_input};
 
   RecorderSettings merged = current;
   for (const auto number : kNumbers) {

@@ -36,8 +36,8 @@ void ServeClipRequest(const ClipRequest& request) {
 
   const gsdk_dump_result dump = Library().gsdk_recorder_dump(recorder, request.filepath.c_str());
   if (dump.status == 0) {
-    SendClipResult(request.id, dump.duration, dump.last_timestamp, dump.audio_drop,
-                   dump.video_drop, dump.captured_from_hdr != 0);
+    SendClipResult(request.id, dump.duration, dump.last_timestamp, dump.audio_drop, dump.video_drop,
+                   dump.captured_from_hdr != 0);
   } else {
     RemoveFile(request.filepath);
     SendClipFailure(request.id, DumpErrorText(dump.status, request.filepath));
