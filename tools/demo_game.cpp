@@ -1,0 +1,222 @@
+// A stand-in for a game: a window that moves all the time and shows the number of every frame, as
+// digits for people and as a bar code for programs (tools/frame_code.h). See --help.
+#include <windows.h>
+
+#include <timeapi.h>
+
+#include <algorithm>
+#include <chrono>
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/text_encoding.h"
+#include "tools/demo_scene.h"
+
+namespace demo_game {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr wchar_t kWindowClass[] = L"CaptureServiceDemoGame";
+constexpr SIZE kSmallestClient{160, 120};
+
+struct Options {
+  std::string title = "Demo Game";
+  SIZE size{1280, 720};
+  POINT position{0, 0};
+  int fps = 60;
+  double seconds = 0;  // 0: until the window is closed
+  double move_after = 0;
+  std::optional<POINT> move_to;
+};
+
+class Game {
+ public:
+  explicit Game(const Options& options) : options_(options), scene_(options.size) {
+    CreateGameWindow();
+  }
+
+  // Draws until the window is closed or its time is over; returns the number of frames drawn.
+  std::uint32_t Run() {
+    const Clock::time_point start = Clock::now();
+    const auto interval = std::chrono::duration_cast<Clock::duration>(Seconds(1) / options_.fps);
+    Clock::time_point next_frame = start;
+    while (HandleMessages()) {
+      const Clock::time_point now = Clock::now();
+      if (now < next_frame) {
+        WaitUntil(next_frame, now);
+        continue;
+      }
+      // After a hold-up the game goes on from where it is, as games do.
+      next_frame = std::max(next_frame + interval, now);
+      const double elapsed = Seconds(now - start).count();
+      if (options_.seconds > 0 && elapsed >= options_.seconds) {
+        DestroyWindow(window_);
+        continue;
+      }
+      if (options_.move_to && elapsed >= options_.move_after) Move();
+      DrawFrame();
+    }
+    return frame_;
+  }
+
+ private:
+  void CreateGameWindow() {
+    WNDCLASSW window_class{};
+    window_class.lpfnWndProc = &Game::OnMessage;
+    window_class.hInstance = GetModuleHandleW(nullptr);
+    window_class.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    window_class.lpszClassName = kWindowClass;
+    RegisterClassW(&window_class);
+    RECT frame{0, 0, options_.size.cx, options_.size.cy};
+    AdjustWindowRect(&frame, WS_OVERLAPPEDWINDOW, FALSE);
+    const std::wstring title = capture_service::WideFromUtf8(options_.title);
+    window_ =
+        CreateWindowExW(0, kWindowClass, title.c_str(), WS_OVERLAPPEDWINDOW, options_.position.x,
+                        options_.position.y, frame.right - frame.left, frame.bottom - frame.top,
+                        nullptr, nullptr, window_class.hInstance, this);
+    if (window_ == nullptr) {
+      throw std::runtime_error("Cannot open a window (Windows error " +
+                               std::to_string(GetLastError()) + "). Is there a display?");
+    }
+    ShowWindow(window_, SW_SHOWNORMAL);
+    SetForegroundWindow(window_);
+  }
+
+  static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+    if (message == WM_NCCREATE) {
+      const auto* const created = reinterpret_cast<const CREATESTRUCTW*>(lparam);
+      SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(created->lpCreateParams));
+    }
+    const auto* const game =
+        reinterpret_cast<const Game*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    switch (message) {
+      case WM_ERASEBKGND:
+        return 1;  // every pixel is drawn anyway; erasing would only flicker
+      case WM_PAINT:
+        if (game != nullptr) {
+          PAINTSTRUCT paint{};
+          game->scene_.Show(BeginPaint(window, &paint));
+          EndPaint(window, &paint);
+          return 0;
+        }
+        break;
+      case WM_DESTROY:
+        PostQuitMessage(0);
+        return 0;
+      default:
+        break;
+    }
+    return DefWindowProcW(window, message, wparam, lparam);
+  }
+
+  // False once the window is gone.
+  static bool HandleMessages() {
+    MSG message{};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+      if (message.message == WM_QUIT) return false;
+      TranslateMessage(&message);
+      DispatchMessageW(&message);
+    }
+    return true;
+  }
+
+  static void WaitUntil(Clock::time_point time, Clock::time_point now) {
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(time - now);
+    MsgWaitForMultipleObjectsEx(0, nullptr, static_cast<DWORD>(wait.count()), QS_ALLINPUT,
+                                MWMO_INPUTAVAILABLE);
+  }
+
+  void Move() {
+    SetWindowPos(window_, nullptr, options_.move_to->x, options_.move_to->y, 0, 0,
+                 SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    options_.move_to.reset();
+  }
+
+  void DrawFrame() {
+    RECT client{};
+    GetClientRect(window_, &client);
+    const SIZE size{std::max(client.right, kSmallestClient.cx),
+                    std::max(client.bottom, kSmallestClient.cy)};
+    if (size.cx != scene_.size().cx || size.cy != scene_.size().cy) scene_ = Scene(size);
+    ++frame_;
+    scene_.Draw(frame_, static_cast<double>(frame_) / options_.fps);
+    const HDC target = GetDC(window_);
+    scene_.Show(target);
+    ReleaseDC(window_, target);
+  }
+
+  Options options_;
+  Scene scene_;
+  HWND window_ = nullptr;
+  std::uint32_t frame_ = 0;
+};
+
+// Reads "AxB" or "A,B".
+std::pair<LONG, LONG> ReadPair(const std::string& text, char separator) {
+  int first = 0;
+  int second = 0;
+  char found = 0;
+  char rest = 0;
+  if (std::sscanf(text.c_str(), "%d%c%d%c", &first, &found, &second, &rest) != 3 ||
+      found != separator) {
+    throw CLI::ValidationError("\"" + text + "\" is not two numbers with '" + separator +
+                               "' between them.");
+  }
+  return {first, second};
+}
+
+int Main(const std::vector<std::string>& arguments) {
+  CLI::App app{"A window that moves all the time and shows its frame number."};
+  app.name("demo_game");
+  Options options;
+  std::string size = "1280x720";
+  std::string move_to;
+  app.add_option("--title", options.title, "Title of the window")->capture_default_str();
+  app.add_option("--size", size, "Size of the picture in pixels")->capture_default_str();
+  app.add_option("--x", options.position.x, "Left edge of the window")->capture_default_str();
+  app.add_option("--y", options.position.y, "Top edge of the window")->capture_default_str();
+  app.add_option("--fps", options.fps, "Frames a second")
+      ->check(CLI::Range(1, 240))
+      ->capture_default_str();
+  app.add_option("--seconds", options.seconds, "Close after this time; 0 stays open")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  auto* const move = app.add_option("--move-to", move_to, "Move the window to X,Y later on");
+  app.add_option("--move-after", options.move_after, "Seconds until it moves")->needs(move);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    const auto [width, height] = ReadPair(size, 'x');
+    options.size = {std::max(width, kSmallestClient.cx), std::max(height, kSmallestClient.cy)};
+    if (!move_to.empty()) {
+      const auto [x, y] = ReadPair(move_to, ',');
+      options.move_to = POINT{x, y};
+    }
+    timeBeginPeriod(1);
+    const Clock::time_point start = Clock::now();
+    const std::uint32_t frames = Game(options).Run();
+    const double elapsed = Seconds(Clock::now() - start).count();
+    std::printf("Drew %u frames in %.1f s.\n", frames, elapsed);
+    return 0;
+  } catch (const CLI::ParseError& mistake) {
+    return app.exit(mistake) == 0 ? 0 : 2;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "demo_game: %s\n", failure.what());
+    return 1;
+  }
+}
+
+}  // namespace
+}  // namespace demo_game
+
+int wmain(int argc, wchar_t** argv) {
+  std::vector<std::string> arguments;
+  for (int i = 1; i < argc; ++i) arguments.push_back(capture_service::Utf8FromWide(argv[i]));
+  return demo_game::Main(arguments);
+}
