@@ -48,10 +48,10 @@
 // not sentry_init was called: look at the order of the lines.
 #include <windows.h>
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cwchar>
 #include <json11.hpp>
 #include <memory>
@@ -61,11 +61,15 @@
 #include <utility>
 
 #include "diagnostics/sentry_sdk.h"
+#include "local_sentry/line_log.h"
+#include "local_sentry/stack_trace.h"
 #include "local_sentry/value_store.h"
 #include "platform/text_encoding.h"
 
 using capture_service::Utf8FromWide;
 using json11::Json;
+using local_sentry::HexText;
+using local_sentry::LineLog;
 using local_sentry::ValueStore;
 
 struct sentry_options_t {
@@ -76,7 +80,7 @@ namespace {
 
 struct Recorder {
   std::mutex mutex;  // held through each call, so that the lines have the order of the effects
-  HANDLE log = INVALID_HANDLE_VALUE;  // open as long as the process lives
+  LineLog log;
   ValueStore values;
   std::set<sentry_options_t*> options;
 };
@@ -87,28 +91,24 @@ Recorder& TheRecorder() {
   return *recorder;
 }
 
+// Empty when the variable is not set.
 std::wstring EnvironmentText(const wchar_t* name) {
-  const wchar_t* const text = _wgetenv(name);
-  return text != nullptr ? text : L"";
+  std::wstring text(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
+  text.resize(GetEnvironmentVariableW(name, text.data(), static_cast<DWORD>(text.size())));
+  return text;
 }
 
 void OpenLog() {
   const std::wstring path = EnvironmentText(L"RECORDING_SENTRY_LOG");
   if (path.empty()) return;
-  TheRecorder().log =
-      CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  TheRecorder().log.Open(path);
 }
 
 // Call with the recorder's mutex held.
 void WriteLine(const char* call, Json::object members) {
   members["call"] = call;
   members["thread"] = static_cast<double>(GetCurrentThreadId());
-  const std::string line = Json(std::move(members)).dump() + "\n";
-  DWORD written = 0;
-  if (TheRecorder().log != INVALID_HANDLE_VALUE) {
-    WriteFile(TheRecorder().log, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-  }
+  TheRecorder().log.Write(std::move(members));
 }
 
 void Record(const char* call, Json::object members = {}) {
@@ -116,21 +116,14 @@ void Record(const char* call, Json::object members = {}) {
   WriteLine(call, std::move(members));
 }
 
-Json TextOrNull(const char* text) {
-  return text != nullptr ? Json(text) : Json();
-}
-Json TextOrNull(const wchar_t* text) {
-  return text != nullptr ? Json(Utf8FromWide(text)) : Json();
-}
-
-std::string Hex(std::uint64_t number, int digits) {
-  char text[32];
-  std::snprintf(text, sizeof(text), "0x%0*llX", digits, static_cast<unsigned long long>(number));
-  return text;
-}
+Json TextOrNull(const char* text) { return text != nullptr ? Json(text) : Json(); }
+Json TextOrNull(const wchar_t* text) { return text != nullptr ? Json(Utf8FromWide(text)) : Json(); }
 
 std::string BitsOf(double number) {
-  return Hex(std::bit_cast<std::uint64_t>(number), 16);
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "0x%016llX",
+                static_cast<unsigned long long>(std::bit_cast<std::uint64_t>(number)));
+  return text.data();
 }
 
 // Records a call that sets `option` to `value`.
@@ -245,9 +238,7 @@ int sentry_shutdown() {
   return 0;
 }
 
-void sentry_set_user(sentry_value_t user) {
-  RecordTaking("sentry_set_user", "user", user);
-}
+void sentry_set_user(sentry_value_t user) { RecordTaking("sentry_set_user", "user", user); }
 
 void sentry_set_tag(const char* name, const char* value) {
   Record("sentry_set_tag", {{"name", TextOrNull(name)}, {"value", TextOrNull(value)}});
@@ -293,7 +284,7 @@ void sentry_event_value_add_stacktrace(sentry_value_t event, void** addresses, s
   if (addresses != nullptr) {
     Json::array frames;
     for (std::size_t i = 0; i < count; ++i) {
-      frames.emplace_back(Hex(reinterpret_cast<std::uintptr_t>(addresses[i]), 1));
+      frames.emplace_back(HexText(reinterpret_cast<std::size_t>(addresses[i])));
     }
     written = std::move(frames);
   }
