@@ -19,15 +19,17 @@ InstalledLibrary& Installed() {
 
 // Lets the library go when the process's static objects are destroyed.
 struct ModuleReleaser {
+  ModuleReleaser() = default;
+  ModuleReleaser(const ModuleReleaser&) = delete;
+  ModuleReleaser& operator=(const ModuleReleaser&) = delete;
   ~ModuleReleaser() {
     InstalledLibrary& installed = Installed();
     CaptureLibrary* const table = installed.table;
     if (table == nullptr) return;
+    // Unloaded after the lock is gone: the library's own code runs then.
     std::shared_ptr<void> module;
-    {
-      const std::lock_guard lock(installed.mutex);
-      module = std::move(table->module);
-    }
+    const std::lock_guard lock(installed.mutex);
+    module.swap(table->module);
   }
 };
 

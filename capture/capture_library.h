@@ -14,6 +14,7 @@ struct CaptureLibrary {
   // Keeps the library loaded; the last owner's release unloads it.
   std::shared_ptr<void> module;
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a member cannot be declared in parentheses.
 #define GSDK_DECLARE_POINTER(name) decltype(&::name) name = nullptr;
   GSDK_ENTRY_POINTS(GSDK_DECLARE_POINTER)
 #undef GSDK_DECLARE_POINTER
@@ -44,9 +45,9 @@ class LibraryError {
   // The slot for a call to fill; frees what it held before.
   gsdk_error** Out();
   // 0 when the library left no error object.
-  std::int32_t Code() const;
+  [[nodiscard]] std::int32_t Code() const;
   // A copy of the message; empty when there is none.
-  std::string Message() const;
+  [[nodiscard]] std::string Message() const;
   void Free();
 
  private:

@@ -41,7 +41,7 @@ class Arguments {
   explicit Arguments(const wchar_t* command_line)
       : words_(CommandLineToArgvW(command_line, &count_)) {}
 
-  int Count() const { return words_ ? count_ : 0; }
+  [[nodiscard]] int Count() const { return words_ ? count_ : 0; }
   const wchar_t* operator[](int index) const { return words_.get()[index]; }
 
  private:
@@ -117,6 +117,7 @@ DWORD Run(const Arguments& arguments) {
 }  // namespace
 }  // namespace capture_service
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int WINAPI wWinMain(_In_ HINSTANCE /*instance*/, _In_opt_ HINSTANCE /*previous*/,
                     _In_ LPWSTR command_line, _In_ int /*show*/) {
   // A process without a window has nobody to close a message box: neither the runtime's, when an

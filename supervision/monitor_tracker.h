@@ -28,7 +28,7 @@ class MonitorTracker {
   MonitorTracker& operator=(const MonitorTracker&) = delete;
 
   // The handle of the window's nearest monitor as last seen. Any thread.
-  void* CurrentMonitor() const { return current_monitor_; }
+  [[nodiscard]] void* CurrentMonitor() const { return current_monitor_; }
 
   // For the location events of the tracker's hook: asks again for the nearest monitor and calls
   // back if it is another. Tracker threads only.
