@@ -22,15 +22,15 @@ target_link_libraries(capture_windows
   PUBLIC capture_core
   PRIVATE project_warnings ole32 oleaut32 wbemuuid advapi32 version shell32 shlwapi user32)
 
-# sentry.dll is bound by name; the import library serves both halves of the program.
-target_link_libraries(capture_core PUBLIC sentry_sdk)
+# The core asks the edge its questions, and reports through sentry.dll, which is bound by name.
+target_link_libraries(capture_core PUBLIC sentry_sdk INTERFACE capture_windows)
 
 string(REPLACE "." "," version_numbers "${PROJECT_VERSION}.0")
-add_executable(CaptureService WIN32 service/main.cpp service/CaptureService.rc)
-set_source_files_properties(service/CaptureService.rc PROPERTIES
-  COMPILE_DEFINITIONS
-    "CAPTURE_SERVICE_VERSION_NUMBERS=${version_numbers};CAPTURE_SERVICE_VERSION_TEXT=\"${PROJECT_VERSION}.0\""
+set(service_resources ${CMAKE_BINARY_DIR}/CaptureService.rc)
+configure_file(${PROJECT_SOURCE_DIR}/service/CaptureService.rc.in ${service_resources} @ONLY)
+set_source_files_properties(${service_resources} PROPERTIES
   OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/service/CaptureService.manifest)
+add_executable(CaptureService WIN32 service/main.cpp ${service_resources})
 target_link_libraries(CaptureService PRIVATE capture_windows project_warnings shell32 shlwapi)
 if(MINGW)
   target_link_options(CaptureService PRIVATE -municode -static
