@@ -7,8 +7,7 @@
 //   RECORDING_SENTRY_INIT_RESULT   what sentry_init returns, a decimal number; 0 by default
 //
 // The log is a text of JSON lines, one for each call in the order of the calls, written through to
-// the file before the call returns, so that it outlives the process however that ends. Each line
-// has
+// the file before the call returns, so that it outlives the process however that ends. Each has
 //   "call"     the function's name, or "attach" and "detach" for the DLL itself
 //   "thread"   the Windows id of the calling thread
 // and the members below. Texts are UTF-8, null pointers are null, values are the JSON that they
@@ -23,10 +22,10 @@
 //   sentry_options_set_handler_pathw    {"path"}
 //   sentry_options_set_sample_rate      {"rate", "bits": "0x3FD3333333333333"}
 //   sentry_options_set_database_pathw   {"path"}
-//   sentry_init                         {"options": {...}, "result"}; the options hold what was
-//   set:
-//                                       "dsn", "environment", "max_breadcrumbs", "handler_path",
-//                                       "sample_rate_bits", "database_path"
+//   sentry_init                         {"options": {...}, "result"}; the options hold what
+//                                       was set of "dsn", "environment",
+//                                       "max_breadcrumbs", "handler_path", "sample_rate_bits",
+//                                       "database_path"
 //   sentry_shutdown                     {"result": 0, "leaked": [values that nobody gave away]}
 //   sentry_set_user                     {"user"}
 //   sentry_set_tag                      {"name", "value"}
