@@ -262,7 +262,7 @@ void StartRecordingSession(std::chrono::nanoseconds video_input_retry_wait) {
   }
   Properties properties = CreateProperties(settings, tracks);
   CreateRecorder(settings, properties.get());
-  Watch().thread = std::thread(RunPacketWatchdog, kFirstPacketWait, kPacketWait);
+  Watch().thread = std::thread(PacketWatchdog, kFirstPacketWait, kPacketWait);
   if (!StartSession(std::move(properties))) return;
   session.keeper = std::thread(KeepSession, KeepLibraryLoaded());
   guard.Disarm();

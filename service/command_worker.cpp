@@ -35,7 +35,7 @@ void Execute(const Command& command, std::chrono::nanoseconds restart_wait) {
 
 }  // namespace
 
-void RunCommandWorker(std::chrono::nanoseconds restart_wait) {
+void CommandWorker(std::chrono::nanoseconds restart_wait) {
   while (!StopFlag) Execute(*PopCommand(), restart_wait);
   StopWorkers();
 }

@@ -11,6 +11,6 @@ inline constexpr std::chrono::nanoseconds kRestartWait = std::chrono::seconds(3)
 // The body of the command worker's thread: runs until StopFlag is set, which it looks at after
 // every command; a restart that has begun is finished first. Then tears the recording down.
 // Commands that are still queued stay there.
-void RunCommandWorker(std::chrono::nanoseconds restart_wait = kRestartWait);
+void CommandWorker(std::chrono::nanoseconds restart_wait = kRestartWait);
 
 }  // namespace capture_service

@@ -102,8 +102,8 @@ DWORD Run(const Arguments& arguments) {
   InstallCaptureLibrary(BindCaptureLibrary(std::move(module)));
 
   std::thread(RunClipThread).detach();
-  std::thread worker(RunCommandWorker, kRestartWait);
-  std::thread reader(RunPipeReader, pipe.get());
+  std::thread worker(CommandWorker, kRestartWait);
+  std::thread reader(PipeReader, pipe.get());
 
   ServiceState state{.capture_library_version = GetFileVersionString(library_path)};
   RunMainLoop(pipe.get(), state);

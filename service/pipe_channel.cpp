@@ -116,7 +116,7 @@ bool WriteFrame(PipeHandle pipe, std::string_view text) {
   return PipeWrite(pipe, &length, sizeof(length)) && PipeWrite(pipe, text.data(), text.size());
 }
 
-void RunPipeReader(PipeHandle pipe) {
+void PipeReader(PipeHandle pipe) {
   auto operation = std::make_unique<PipeOperation>();
   while (const std::optional<std::uint32_t> length = ReadFrame(pipe, operation)) {
     PushMessage(MakePipeMessage(Direction::kInbound, {operation->buffer.data(), *length}));

@@ -24,6 +24,6 @@ bool WriteFrame(PipeHandle pipe, std::string_view text);
 
 // The body of the thread that reads frames and pushes their texts as inbound messages, until the
 // service stops. A failed read or a frame of more than kMaxMessageBytes stops the service.
-void RunPipeReader(PipeHandle pipe);
+void PipeReader(PipeHandle pipe);
 
 }  // namespace capture_service

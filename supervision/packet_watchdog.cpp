@@ -54,8 +54,8 @@ void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet) {
   watch.changed.notify_one();
 }
 
-void RunPacketWatchdog(std::chrono::nanoseconds first_packet_wait,
-                       std::chrono::nanoseconds packet_wait) {
+void PacketWatchdog(std::chrono::nanoseconds first_packet_wait,
+                    std::chrono::nanoseconds packet_wait) {
   PacketWatch& watch = Watch();
   std::unique_lock lock(watch.mutex);
 

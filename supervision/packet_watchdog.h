@@ -40,8 +40,8 @@ void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet);
 // The body of the watchdog's thread: watches until the watch is told to stop, or packets fail to
 // come in time. Then, with the watch locked, it logs the fact and posts a restart request, or, when
 // kRestartLimit restarts brought no packet, reports the failure and posts a die request.
-void RunPacketWatchdog(std::chrono::nanoseconds first_packet_wait = kFirstPacketWait,
-                       std::chrono::nanoseconds packet_wait = kPacketWait);
+void PacketWatchdog(std::chrono::nanoseconds first_packet_wait = kFirstPacketWait,
+                    std::chrono::nanoseconds packet_wait = kPacketWait);
 
 // `now` plus `wait` (not negative), or the last point in time that there is when the sum would lie
 // beyond it.
