@@ -77,8 +77,15 @@ OwnedHandle OpenPipe(const wchar_t* path) {
     SetLastError(kBadPipePath);
     return nullptr;
   }
-  return OwnFile(CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                             FILE_FLAG_OVERLAPPED, nullptr));
+  OwnedHandle pipe = OwnFile(CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                         OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+  if (pipe) {
+    // Of a message pipe every read takes one message, so that a host that sends a frame's prefix
+    // and body as one is noticed. A byte pipe refuses the mode and stays as it is.
+    DWORD mode = PIPE_READMODE_MESSAGE;
+    SetNamedPipeHandleState(pipe.get(), &mode, nullptr, nullptr);
+  }
+  return pipe;
 }
 
 // Loads the library at `path`, or else the default one; `path` then names that. Null with the
