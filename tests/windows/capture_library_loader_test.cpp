@@ -1,0 +1,106 @@
+// The loader against the scripted library and its variants, which the build puts into the folder
+// "doubles" beside this program.
+#include "capture/capture_library_loader.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <array>
+#include <filesystem>
+#include <stdexcept>
+
+namespace capture_service {
+namespace {
+
+std::filesystem::path OwnFolder() {
+  std::array<wchar_t, MAX_PATH> path{};
+  GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  return std::filesystem::path(path.data()).parent_path();
+}
+
+bool IsLoaded(const std::filesystem::path& path) {
+  return GetModuleHandleW(path.c_str()) != nullptr;
+}
+
+TEST(LoadCaptureLibraryModule, TakesARelativePathFromTheExecutablesFolder) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(std::filesystem::temp_directory_path());
+
+  const std::shared_ptr<void> module = LoadCaptureLibraryModule(L"./doubles/gsdk.dll");
+
+  std::filesystem::current_path(before);
+  ASSERT_TRUE(module);
+  EXPECT_TRUE(IsLoaded(OwnFolder() / L"doubles" / L"gsdk.dll"));
+}
+
+TEST(LoadCaptureLibraryModule, LoadsAnAbsolutePathAsItStands) {
+  EXPECT_TRUE(LoadCaptureLibraryModule(OwnFolder() / L"doubles" / L"gsdk.dll"));
+}
+
+TEST(LoadCaptureLibraryModule, SaysWhyThereIsNoModule) {
+  EXPECT_FALSE(LoadCaptureLibraryModule(L"./no such library.dll"));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
+}
+
+TEST(LoadModulePlainly, SaysWhyThereIsNoModule) {
+  EXPECT_FALSE(LoadModulePlainly(L"./no such library.dll"));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
+}
+
+TEST(BindCaptureLibrary, BindsEveryEntryPoint) {
+  const std::unique_ptr<CaptureLibrary> library =
+      BindCaptureLibrary(LoadCaptureLibraryModule(L"doubles/gsdk.dll"));
+
+  const auto module = static_cast<HMODULE>(library->module.get());
+#define EXPECT_BOUND(name)                            \
+  EXPECT_EQ(reinterpret_cast<FARPROC>(library->name), \
+            reinterpret_cast<FARPROC>(GetProcAddress(module, #name)));
+  GSDK_ENTRY_POINTS(EXPECT_BOUND)
+#undef EXPECT_BOUND
+}
+
+TEST(BindCaptureLibrary, UnloadsALibraryThatLacksAnEntryPoint) {
+  const std::filesystem::path path = OwnFolder() / L"doubles" / L"missing_export" / L"gsdk.dll";
+  std::shared_ptr<void> module = LoadCaptureLibraryModule(path);
+  ASSERT_TRUE(module);
+
+  try {
+    BindCaptureLibrary(std::move(module));
+    FAIL() << "the library was bound";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "Error getting function ptr for gsdk_encoded_packet_release");
+    EXPECT_FALSE(IsLoaded(path)) << "still loaded when the error is thrown";
+  }
+}
+
+TEST(BindCaptureLibrary, UnloadsTheLibraryWithItsTable) {
+  const std::filesystem::path path = OwnFolder() / L"doubles" / L"gsdk.dll";
+  std::unique_ptr<CaptureLibrary> library = BindCaptureLibrary(LoadCaptureLibraryModule(path));
+  ASSERT_TRUE(IsLoaded(path));
+  library.reset();
+
+  EXPECT_FALSE(IsLoaded(path));
+}
+
+TEST(InstallCaptureLibrary, UnloadsTheLibraryThatWasInstalledBefore) {
+  const std::filesystem::path path = OwnFolder() / L"doubles" / L"gsdk.dll";
+  InstallCaptureLibrary(BindCaptureLibrary(LoadCaptureLibraryModule(path)));
+  ASSERT_TRUE(IsLoaded(path));
+  InstallCaptureLibrary(std::make_unique<CaptureLibrary>());
+
+  EXPECT_FALSE(IsLoaded(path));
+}
+
+TEST(KeepLibraryLoaded, HoldsTheModuleBeyondTheTable) {
+  const std::filesystem::path path = OwnFolder() / L"doubles" / L"gsdk.dll";
+  InstallCaptureLibrary(BindCaptureLibrary(LoadCaptureLibraryModule(path)));
+  std::shared_ptr<void> hold = KeepLibraryLoaded();
+  InstallCaptureLibrary(std::make_unique<CaptureLibrary>());
+  EXPECT_TRUE(IsLoaded(path));
+  hold.reset();
+
+  EXPECT_FALSE(IsLoaded(path));
+}
+
+}  // namespace
+}  // namespace capture_service
