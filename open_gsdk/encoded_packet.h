@@ -1,0 +1,48 @@
+// One encoded picture or piece of sound, with what a player has to know of its stream.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace open_gsdk {
+
+struct VideoFormat {
+  int width = 0;
+  int height = 0;
+  int frame_rate = 0;  // per second
+  std::vector<std::uint8_t> extradata;
+};
+
+struct AudioFormat {
+  std::string name;  // of the track, UTF-8
+  int sample_rate = 0;
+  int channels = 0;
+  int bit_rate = 0;  // per second
+  std::vector<std::uint8_t> extradata;
+};
+
+// The streams of one session.
+struct StreamSet {
+  VideoFormat video;
+  std::vector<AudioFormat> audio;
+};
+
+// Never changed once it has been handed out, so that any number of threads can share it.
+struct EncodedPacket {
+  std::shared_ptr<const StreamSet> streams;
+  std::size_t stream = 0;  // 0 is the video, 1 + n the audio track n
+  bool key_frame = false;
+  std::int64_t time_ns = 0;  // on the steady clock
+  std::int64_t duration_ns = 0;
+  std::int64_t dropped_ns = 0;  // what of this stream was lost right before this packet
+  std::vector<std::uint8_t> data;
+
+  bool IsVideo() const { return stream == 0; }
+};
+
+using SharedPacket = std::shared_ptr<const EncodedPacket>;
+
+}  // namespace open_gsdk

@@ -1,0 +1,35 @@
+// What can go wrong in the library: the numbers that gsdk_err_code gives, and the exception that
+// carries one with its message up to the entry points. No exception leaves the library.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace open_gsdk {
+
+// Part of the interface: documented in docs/open-gsdk.md, never reused.
+enum class ErrorCode : std::int32_t {
+  kInvalidArgument = 1,  // null, unknown kind, a member of the wrong type
+  kInvalidHandle = 2,    // never handed out, destroyed, of another kind, or in the wrong state
+  kMalformedJson = 3,
+  kSystem = 4,          // Windows refused a call, or memory ran out
+  kWindowClosed = 8,    // ends a running session: the recorded window is gone
+  kCaptureFailed = 9,   // ends a running session: the encoder or the library itself failed
+  kNoEncoder = 15,      // no encoder takes the wanted size, frame rate or sample rate
+  kInputNotReady = 23,  // the wanted input isn't there yet: trying again can help
+  kInputGone = 24,      // the wanted input does not exist: trying again cannot help
+  kMonitorGone = 31,    // ends a running session: the recorded monitor is gone
+};
+
+class Failure : public std::runtime_error {
+ public:
+  Failure(ErrorCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
+
+  ErrorCode code() const { return code_; }
+
+ private:
+  ErrorCode code_;
+};
+
+}  // namespace open_gsdk
