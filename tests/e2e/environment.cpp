@@ -1,0 +1,46 @@
+#include "tests/e2e/environment.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <system_error>
+
+namespace e2e {
+
+std::wstring EnvironmentVariable(const wchar_t* name) {
+  std::wstring value(32768, L'\0');
+  const DWORD length =
+      GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size()));
+  value.resize(length < value.size() ? length : 0);
+  return value;
+}
+
+std::filesystem::path ProgramFolder() {
+  std::wstring path(32768, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return std::filesystem::path(path).parent_path();
+}
+
+std::filesystem::path PathFromUtf8(std::string_view text) {
+  return std::u8string(text.begin(), text.end());
+}
+
+std::string Utf8FromPath(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
+TemporaryFolder::TemporaryFolder() {
+  static std::atomic<int> counter = 0;
+  path_ = std::filesystem::temp_directory_path() /
+          (L"capture-service-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+           std::to_wstring(++counter));
+  std::filesystem::create_directories(path_);
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+}  // namespace e2e

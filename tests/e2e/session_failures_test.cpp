@@ -1,0 +1,337 @@
+// Every way in which a session start fails: what the host is told, what the library is asked, and
+// what the service ends with.
+#include <windows.h>
+
+#include "tests/e2e/service_test.h"
+#include "tests/e2e/session_calls.h"
+
+namespace e2e {
+namespace {
+
+// A session start that fails.
+struct FailedStart {
+  const char* name;
+  Json settings;
+  Json script;
+  Texts texts;  // what the host is told
+  std::uint32_t exit_code;
+  Texts calls;  // from the session's creation on; empty when the library is not called at all
+};
+
+class SessionFailure : public ServiceTest, public ::testing::WithParamInterface<FailedStart> {};
+
+TEST_P(SessionFailure, EndsTheServiceWithItsCode) {
+  const FailedStart& failure = GetParam();
+  ServiceRun& run = Start({.script = failure.script});
+  StartRecording(run, failure.settings);
+  ExpectCleanExit(run, failure.exit_code);
+  EXPECT_EQ(run.Texts(), failure.texts);
+  EXPECT_EQ(run.Calls().Calls(), failure.calls);
+}
+
+constexpr int kNoWindow = 0x7FFE;
+
+const Texts kLogging = {"gsdk_logging_set_callback(callback)", "gsdk_logging_set_global_level(0)"};
+const Texts kReadAndFree = {"gsdk_err_code(error1)", "gsdk_err_message(error1)",
+                            "gsdk_err_free(error1)"};
+const Texts kMessageAndFree = {"gsdk_err_message(error1)", "gsdk_err_free(error1)"};
+const std::string kGameCapture = "capture settings: " + GameCaptureSettings();
+
+// A script with one answer to the question for the list of `kind`.
+Json ListScript(const std::string& kind, const Json& answer) {
+  return Json::object{{"lists", Json::object{{kind, Json::array{answer}}}}};
+}
+
+std::string ParseError(const std::string& text) {
+  std::string error;
+  Json::parse(text, error);
+  return "error parsing gsdk_input_properties json: " + error;
+}
+
+FailedStart FailedCreate(const char* name, int code, const std::string& prefix,
+                         std::uint32_t exit_code) {
+  return {name,
+          Settings(),
+          FailingCall("gsdk_session_create", code, "no luck"),
+          {Failure(prefix + "no luck")},
+          exit_code,
+          Join({kLogging, {"gsdk_session_create(null, null) = false error1"}, kReadAndFree})};
+}
+
+FailedStart UnknownMode(const char* name, int mode, const std::string& text) {
+  return {name, Settings({{"recording_mode", mode}}),
+          {},   {Failure("unknown recording mode: " + text)},
+          10,   Join({SessionCalls().Create(), SessionCalls().DestroySessionOnly()})};
+}
+
+// A monitor or window list that can't be had or read; `answer` is the library's text, or nothing
+// when the call fails.
+FailedStart FailedList(const char* name, int mode, const std::optional<Json>& answer,
+                       const std::string& message, std::uint32_t exit_code, int window = 0) {
+  const std::string kind = mode == 1 ? "monitor" : "window";
+  const SessionCalls calls = {.mode = kind};
+  Texts list_calls = {"gsdk_input_properties(" + kind + ") = true text1",
+                      "gsdk_input_properties_free(text1)"};
+  if (!answer) {
+    list_calls = Join({{"gsdk_input_properties(" + kind + ") = false error1"}, kMessageAndFree});
+  } else if (answer->is_null()) {
+    list_calls = {"gsdk_input_properties(" + kind + ") = true null"};
+  }
+  return {name,
+          Settings({{"recording_mode", mode}, {"game_hwnd", window}}),
+          answer ? ListScript(kind, *answer) : FailingCall("gsdk_input_properties", 3, "no list"),
+          {Failure(message)},
+          exit_code,
+          Join({calls.Create(), calls.SetVideoInput(), list_calls, calls.DestroySessionOnly()})};
+}
+
+FailedStart FailedSessionStart(const char* name, int code, const std::string& prefix,
+                               std::uint32_t exit_code) {
+  const SessionCalls calls;
+  return {name,
+          Settings(),
+          FailingCall("gsdk_session_start", code, "no start"),
+          {Line(kGameCapture), Failure(prefix + "no start")},
+          exit_code,
+          Join({calls.Create(),
+                calls.SetVideoInput(),
+                calls.UpdateVideoInput(),
+                calls.ReadAudioLists(),
+                calls.Configure(),
+                {"gsdk_session_start(session1, properties1) = false error1",
+                 "gsdk_err_code(error1)", "gsdk_err_message(error1)",
+                 "gsdk_session_properties_destroy(properties1)", "gsdk_err_free(error1)"},
+                calls.Destroy()})};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, SessionFailure,
+    ::testing::Values(
+        FailedStart{"GameWithoutPidAndWindow",
+                    Settings({{"game_pid", nullptr}}),
+                    {},
+                    {Failure("game record mode need to supply either a pid or hwnd")},
+                    8,
+                    {}},
+        FailedStart{"WindowGone",
+                    Settings({{"game_hwnd", kNoWindow}}),
+                    {},
+                    {Line("Window to record no longer exists, exiting")},
+                    0,
+                    {}},
+        FailedStart{"ProcessGone",
+                    Settings({{"game_pid", 0x7FFFFFF0}}),
+                    {},
+                    {Failure("Process to record no longer exists, exiting")},
+                    0,
+                    {}},
+        FailedCreate("CreateWithoutEncoder", 15, "No valid encoder found on session creation:", 22),
+        FailedCreate("Create", 16, "Create session failed: ", 9),
+        FailedCreate("CreateWithCodeZero", 0, "Create session failed: ", 9),
+        UnknownMode("ModeFour", 4, "4"), UnknownMode("NegativeMode", -1, "4294967295"),
+        FailedStart{"SetVideoInput",
+                    Settings(),
+                    FailingCall("gsdk_session_set_video_input", 15, "no \"type\""),
+                    {Failure("Setting video input type failed: no \"type\"")},
+                    11,
+                    Join({SessionCalls().Create(),
+                          {"gsdk_session_set_video_input(session1, game) = false error1"},
+                          kMessageAndFree,
+                          SessionCalls().DestroySessionOnly()})},
+        FailedList("MonitorList", 1, std::nullopt, "getting monitors failed: no list", 12),
+        FailedList("MonitorListNull", 1, Json(),
+                   "error parsing gsdk_input_properties json: null input", 13),
+        FailedList("MonitorListMalformed", 1, "{\"monitor\": ", ParseError("{\"monitor\": "), 13),
+        FailedList("MonitorListEmpty", 1, "", ParseError(""), 13),
+        FailedList("MonitorListJsonNull", 1, "null", ParseError("null"), 13),
+        FailedList("WindowList", 3, std::nullopt, "getting windows failed: no list", 14),
+        FailedList("WindowListNull", 3, Json(),
+                   "error parsing gsdk_input_properties json: null input", 15),
+        FailedList("WindowListMalformed", 3, "[1, 2", ParseError("[1, 2"), 15),
+        FailedList("WindowListJsonNull", 3, " null ", ParseError(" null "), 15),
+        FailedList("WindowNotListed", 3, R"({"window": {"values": [{"value": {"hwnd": 5}}]}})",
+                   "Window (0.000000) not found??? failing.", 20),
+        FailedList("WindowListWithoutValues", 3, "{}", "Window (0.000000) not found??? failing.",
+                   20),
+        FailedStart{"UpdateVideoInputHopeless",
+                    Settings(),
+                    FailingCall("gsdk_session_update_video_input", 24, "no hope"),
+                    {Line(kGameCapture),
+                     Failure("[game] Could not set video input after updates, failing")},
+                    16,
+                    Join({SessionCalls().Create(),
+                          SessionCalls().SetVideoInput(),
+                          {"gsdk_session_update_video_input(session1, " + GameCaptureSettings() +
+                               ") = false error1",
+                           "gsdk_err_code(error1)", "gsdk_err_free(error1)"},
+                          SessionCalls().DestroySessionOnly()})},
+        FailedSessionStart("StartWithoutEncoder", 15,
+                           "No valid encoder found on session creation:", 22),
+        FailedSessionStart("Start", 14, "Failed to start session: ", 17)),
+    [](const auto& test) { return test.param.name; });
+
+class SessionStart : public ServiceTest {
+ protected:
+  static Json AlwaysFailingUpdate(const Json::object& more = {}) {
+    Json::object rule = {{"code", 1}, {"message", "not yet"}};
+    rule.insert(more.begin(), more.end());
+    return Json::object{
+        {"calls", Json::object{{"gsdk_session_update_video_input", Json::array{Json(rule)}}}}};
+  }
+
+  static Texts FailedUpdate(int error, bool read_message) {
+    const std::string name = "error" + std::to_string(error);
+    Texts calls = {
+        "gsdk_session_update_video_input(session1, " + GameCaptureSettings() + ") = false " + name,
+        "gsdk_err_code(" + name + ")"};
+    if (read_message) calls.push_back("gsdk_err_message(" + name + ")");
+    calls.push_back("gsdk_err_free(" + name + ")");
+    return calls;
+  }
+};
+
+TEST_F(SessionStart, FiveFailingVideoInputUpdatesEndTheService) {
+  ServiceRun& run = Start({.script = AlwaysFailingUpdate()});
+  StartRecording(run, Settings());
+  ExpectCleanExit(run, 16);
+  Texts texts;
+  for (int attempt = 1; attempt <= 4; ++attempt) {
+    texts.push_back(Line(kGameCapture));
+    texts.push_back(Line("Set video input settings failed: not yet"));
+    texts.push_back(Line("Retrying..."));
+  }
+  texts.push_back(Line(kGameCapture));
+  texts.push_back(Failure("[game] Could not set video input after updates, failing"));
+  EXPECT_EQ(run.Texts(), texts);
+
+  const SessionCalls calls;
+  EXPECT_EQ(run.Calls().Calls(),
+            Join({calls.Create(), calls.SetVideoInput(), FailedUpdate(1, true),
+                  FailedUpdate(2, true), FailedUpdate(3, true), FailedUpdate(4, true),
+                  FailedUpdate(5, false), calls.DestroySessionOnly()}));
+  // A second between two attempts, and after the last too
+  std::vector<std::int64_t> times = run.Calls().TimesOf("gsdk_session_update_video_input");
+  times.push_back(run.Calls().TimesOf("gsdk_session_destroy").at(0));
+  for (std::size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i], times[i - 1] + 1'000'000);
+}
+
+TEST_F(SessionStart, TheFourthRetryCanStillSucceed) {
+  Json::array rules;
+  for (int n = 1; n <= 4; ++n) {
+    rules.push_back(Json::object{{"n", n}, {"code", 25}, {"message", "not yet"}});
+  }
+  ServiceRun& run = StartRecordingService(
+      {.script = Json::object{{"calls", Json::object{{"gsdk_session_update_video_input", rules}}}}},
+      Settings());
+  ExpectCleanDie(run);
+  EXPECT_EQ(run.Texts().size(), 13U);
+  EXPECT_EQ(run.Texts().back(), Line(kGameCapture));
+  EXPECT_EQ(run.Calls().CallsThatStart("gsdk_session_update_video_input").size(), 5U);
+}
+
+TEST_F(SessionStart, ALaterHopelessVideoInputFailsAtOnce) {
+  ServiceRun& run = Start(
+      {.script = Json::object{
+           {"calls",
+            Json::object{{"gsdk_session_update_video_input",
+                          Json::array{Json::object{{"n", 1}, {"code", 2}, {"message", "once"}},
+                                      Json::object{{"code", 24}, {"message", "no"}}}}}}}});
+  StartRecording(run, Settings());
+  ExpectCleanExit(run, 16);
+  EXPECT_EQ(run.Texts(),
+            (Texts{Line(kGameCapture), Line("Set video input settings failed: once"),
+                   Line("Retrying..."), Line(kGameCapture),
+                   Failure("[game] Could not set video input after updates, failing")}));
+}
+
+TEST_F(SessionStart, AWindowThatGoesBetweenTwoAttemptsEndsTheService) {
+  TestWindow window;
+  ServiceRun& run = Start({.script = AlwaysFailingUpdate({{"wait_file", "go"}})});
+  StartRecording(run, Settings({{"game_hwnd", window.Number()}}));
+  ASSERT_TRUE(run.WaitForCall("gsdk_session_update_video_input"));
+  const std::string capture =
+      R"(capture settings: {"anticheat": true, "cursor": false, "game": {"hwnd": )" +
+      std::to_string(window.Number()) + "}}";
+  window.Destroy();
+  run.Touch("go");
+  ExpectCleanExit(run, 0);
+  EXPECT_EQ(run.Texts(), (Texts{Line(capture), Line("Set video input settings failed: not yet"),
+                                Line("Retrying..."), Line(capture),
+                                Line("Window to record no longer exists, exiting")}));
+  EXPECT_EQ(run.Calls().Calls().back(), "gsdk_session_destroy(session1)");
+}
+
+TEST_F(SessionStart, ADieDuringTheRetriesKeepsItsCode) {
+  ServiceRun& run = Start({.script = AlwaysFailingUpdate()});
+  StartRecording(run, Settings());
+  ASSERT_TRUE(run.WaitForText(Line("Retrying...")));
+  ExpectCleanDie(run, 21);
+}
+
+TEST_F(SessionStart, AProcessThatEndedEndsTheServiceWhileItsHandleIsOpen) {
+  wchar_t folder[MAX_PATH] = {};
+  GetSystemDirectoryW(folder, MAX_PATH);
+  const std::filesystem::path shell = std::filesystem::path(folder) / "cmd.exe";
+  const ChildProcess ended({.program = shell, .arguments = {L"/c", L"exit 5"}});
+  ASSERT_EQ(ended.WaitForExit(kLimit), 5U);
+  ServiceRun& run = Start();
+  StartRecording(run, Settings({{"game_pid", static_cast<int>(ended.Id())}}));
+  ExpectCleanExit(run, 0);
+  EXPECT_EQ(run.Texts(), Texts{Failure("Process to record no longer exists, exiting")});
+}
+
+TEST_F(SessionStart, AProcessThatEndedWith259CountsAsAlive) {
+  wchar_t folder[MAX_PATH] = {};
+  GetSystemDirectoryW(folder, MAX_PATH);
+  const std::filesystem::path shell = std::filesystem::path(folder) / "cmd.exe";
+  const ChildProcess ended({.program = shell, .arguments = {L"/c", L"exit 259"}});
+  ASSERT_EQ(ended.WaitForExit(kLimit), 259U);
+  ServiceRun& run =
+      StartRecordingService({}, Settings({{"game_pid", static_cast<int>(ended.Id())}}));
+  ExpectCleanDie(run);
+}
+
+TEST_F(SessionStart, AWindowNumberIsWrittenWithSixDecimals) {
+  const TestWindow window;
+  ServiceRun& run = Start();
+  StartRecording(run, Settings({{"recording_mode", 3}, {"game_hwnd", window.Number()}}));
+  ExpectCleanExit(run, 20);
+  EXPECT_EQ(run.Texts(), Texts{Failure("Window (" + std::to_string(window.Number()) +
+                                       ".000000) not found??? failing.")});
+}
+
+TEST_F(SessionStart, AFailureWithoutAnErrorObjectHasAnEmptyMessage) {
+  ServiceRun& run = Start(
+      {.script = Json::object{
+           {"calls",
+            Json::object{{"gsdk_session_create",
+                          Json::array{Json::object{{"code", 15}, {"error_object", false}}}}}}}});
+  StartRecording(run, Settings());
+  ExpectCleanExit(run, 9);
+  EXPECT_EQ(run.Texts(), Texts{Failure("Create session failed: ")});
+}
+
+TEST_F(SessionStart, AnErrorWithoutAMessageHasAnEmptyOne) {
+  ServiceRun& run = Start(
+      {.script = Json::object{{"calls", Json::object{{"gsdk_session_start",
+                                                      Json::array{Json::object{{"code", 1}}}}}}}});
+  StartRecording(run, Settings());
+  ExpectCleanExit(run, 17);
+  EXPECT_EQ(run.Texts().back(), Failure("Failed to start session: "));
+}
+
+TEST_F(SessionStart, AFailedRestartTearsTheOldSessionDownFirst) {
+  ServiceRun& run = StartRecordingService(
+      {.script = FailingCall("gsdk_session_create", 3, "second", 2)}, Settings());
+  run.Send(Restart());
+  ExpectCleanExit(run, 9);
+  const SessionCalls calls;
+  EXPECT_EQ(run.Calls().Calls(), Join({calls.WholeStart(),
+                                       calls.Destroy(),
+                                       kLogging,
+                                       {"gsdk_session_create(null, null) = false error1"},
+                                       kReadAndFree}));
+}
+
+}  // namespace
+}  // namespace e2e
