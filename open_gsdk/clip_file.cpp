@@ -69,7 +69,6 @@ std::wstring TemporaryName(const std::wstring& target) {
 }
 
 DumpStatus Write(const Clip& clip, const std::string& path) {
-  if (clip.packets.empty()) return DumpStatus::kEmpty;
   const std::wstring target = capture_service::WideFromUtf8(path);
   if (target.empty()) return DumpStatus::kCannotOpen;
   TemporaryFile file(TemporaryName(target));

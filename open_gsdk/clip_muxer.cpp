@@ -132,7 +132,6 @@ bool WritePackets(AVFormatContext& file, const Clip& clip) {
 }  // namespace
 
 DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink) {
-  if (clip.packets.empty()) return DumpStatus::kEmpty;
   AVFormatContext* raw = nullptr;
   if (avformat_alloc_output_context2(&raw, nullptr, "mp4", nullptr) < 0) throw std::bad_alloc();
   const FormatContext file(raw);

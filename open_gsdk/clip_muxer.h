@@ -12,7 +12,8 @@ namespace open_gsdk {
 // Stores bytes at a position of the file that is made; false when that fails.
 using ByteSink = std::function<bool(std::int64_t position, std::span<const std::uint8_t> bytes)>;
 
-// kSuccess, kEmpty, kBadAudioStream, kBadVideoStream, or kCannotWrite once the sink has failed.
+// `clip` has packets. kSuccess, kBadAudioStream, kBadVideoStream, or kCannotWrite once the sink has
+// failed.
 DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink);
 
 }  // namespace open_gsdk

@@ -1,12 +1,7 @@
 #include "open_gsdk/recorder.h"
 
-#include <algorithm>
 #include <utility>
 #include <vector>
-
-#include "open_gsdk/clip.h"
-#include "open_gsdk/clip_file.h"
-#include "open_gsdk/library_log.h"
 
 namespace open_gsdk {
 
@@ -20,7 +15,7 @@ void Recorder::Push(SharedPacket packet) {
   ring_.Push(std::move(packet));
 }
 
-gsdk_dump_result Recorder::Dump(const std::string& path) {
+gsdk_dump_result Recorder::Dump(const std::function<DumpStatus(const Clip&)>& write) {
   std::vector<SharedPacket> packets;
   {
     const std::lock_guard lock(mutex_);
@@ -28,12 +23,9 @@ gsdk_dump_result Recorder::Dump(const std::string& path) {
   }
   const Clip clip = CutClip(std::move(packets));
   gsdk_dump_result result{};
-  result.status = static_cast<std::int32_t>(WriteClipFile(clip, path));
-  if (result.status != 0) {
-    Log(LogLevel::kWarning,
-        "dump to " + path + " failed with status " + std::to_string(result.status));
-    return result;
-  }
+  const DumpStatus status = clip.packets.empty() ? DumpStatus::kEmpty : write(clip);
+  result.status = static_cast<std::int32_t>(status);
+  if (status != DumpStatus::kSuccess) return result;
   result.duration = clip.duration_ns;
   result.last_timestamp = clip.last_timestamp_ns;
   result.audio_drop = clip.audio_drop_ns;

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <mutex>
-#include <string>
 
 #include "capture/gsdk_api.h"
+#include "open_gsdk/clip.h"
 #include "open_gsdk/encoded_packet.h"
 #include "open_gsdk/packet_ring.h"
 
@@ -19,9 +20,8 @@ class Recorder {
   // Waits for a dump no longer than it takes to copy the list of packets.
   void Push(SharedPacket packet);
 
-  // Writes what is in the buffer right now to `path` (UTF-8) as MP4. Packets may be pushed
-  // meanwhile.
-  gsdk_dump_result Dump(const std::string& path);
+  // Has `write` store what is in the buffer right now. Packets may be pushed meanwhile.
+  gsdk_dump_result Dump(const std::function<DumpStatus(const Clip&)>& write);
 
  private:
   std::mutex mutex_;

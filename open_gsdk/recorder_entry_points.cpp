@@ -4,6 +4,7 @@
 
 #include "capture/gsdk_api.h"
 #include "open_gsdk/clip.h"
+#include "open_gsdk/clip_file.h"
 #include "open_gsdk/entry_point.h"
 #include "open_gsdk/handles.h"
 #include "open_gsdk/library_log.h"
@@ -43,8 +44,13 @@ gsdk_dump_result gsdk_recorder_dump(gsdk_recorder* recorder, const char* path) {
   gsdk_dump_result result{};
   result.status = static_cast<std::int32_t>(DumpStatus::kUnexpected);
   Quietly([&] {
+    const std::string target = path == nullptr ? "" : path;
     if (const auto found = Recorders().Find(recorder)) {
-      result = found->Dump(path == nullptr ? "" : path);
+      result = found->Dump([&](const Clip& clip) { return WriteClipFile(clip, target); });
+    }
+    if (result.status != 0) {
+      Log(LogLevel::kWarning,
+          "dump to \"" + target + "\" failed with status " + std::to_string(result.status));
     }
   });
   return result;

@@ -106,8 +106,10 @@ void Recording::RecordUntilStopped() {
   while (timer_.WaitUntil(PointOf(TimeOf(next)))) {
     const std::int64_t due = FrameDueAt(NowNs() - start_ns_, encoding_.frame_rate);
     const CatchUp late = CatchUpTo(next, due, encoding_.frame_rate);
-    for (std::int64_t repeat = 0; repeat < late.repeated; ++repeat) EncodeFrame(next++);
-    figures_.repeated += late.repeated;
+    for (std::int64_t repeat = 0; repeat < late.repeated && !timer_.stopped(); ++repeat) {
+      EncodeFrame(next++);
+      ++figures_.repeated;
+    }
     if (late.dropped > 0) {
       Drop(next, late.dropped);
       next += late.dropped;
@@ -178,13 +180,15 @@ void Recording::EncodeFrame(std::int64_t number) {
 }
 
 void Recording::Deliver(EncodedPacket packet) const {
-  if (properties_.on_packet == nullptr) return;
+  if (properties_.on_packet == nullptr || timer_.stopped()) return;
   gsdk_encoded_packet* handle =
       Packets().Add(std::make_shared<const EncodedPacket>(std::move(packet)));
   properties_.on_packet(properties_.packet_user_data, handle);
 }
 
 void Recording::ReportError(ErrorCode code, const std::string& message) const {
+  // Whoever stops the session asked for its end and needs no error.
+  if (timer_.stopped()) return;
   Log(LogLevel::kError, message);
   if (properties_.on_error == nullptr) return;
   properties_.on_error(properties_.error_user_data, NewError(code, message));

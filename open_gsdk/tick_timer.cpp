@@ -41,6 +41,9 @@ bool TickTimer::WaitUntil(std::chrono::steady_clock::time_point deadline) {
   }
 }
 
-void TickTimer::Stop() { SetEvent(stop_.get()); }
+void TickTimer::Stop() {
+  stopped_ = true;
+  SetEvent(stop_.get());
+}
 
 }  // namespace open_gsdk

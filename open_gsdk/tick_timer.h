@@ -1,6 +1,7 @@
 // Waits for points in time, exactly and interruptibly.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 
 #include "platform/owned_handle.h"
@@ -17,8 +18,10 @@ class TickTimer {
   bool WaitUntil(std::chrono::steady_clock::time_point deadline);
 
   void Stop();
+  bool stopped() const { return stopped_; }
 
  private:
+  std::atomic<bool> stopped_{false};
   capture_service::OwnedHandle stop_;
   capture_service::OwnedHandle timer_;
 };
