@@ -1,0 +1,82 @@
+#include "supervision/error_codes.h"
+
+#include <map>
+#include <string>
+
+#include "supervision/fatal_failure.h"
+#include "tests/unit/core_fixture.h"
+
+namespace core_test {
+namespace {
+
+using namespace capture_service;
+
+using ErrorCodesTest = CoreTest;
+
+// The contract with the host; changing a line here breaks it.
+const std::map<std::string, std::int32_t>& Contract() {
+  static const std::map<std::string, std::int32_t> contract = {
+      {"GSDKBadAudioInput", 3},
+      {"CannotParseAudioDeviceData", 4},
+      {"NoRecordingPacketsSinceStartup", 5},
+      {"NoRecordingPacketsWithinTimeout", 6},
+      {"BadRecorderSettings", 7},
+      {"MissingGamePid", 8},
+      {"GSDKSessionCreateFailed", 9},
+      {"UnknownRecordingMode", 10},
+      {"GSDKSetVideoInputFailed", 11},
+      {"GSDKReadMonitorPropertiesFailed", 12},
+      {"CannotParseMonitorData", 13},
+      {"GSDKReadWindowPropertiesFailed", 14},
+      {"CannotParseWindowData", 15},
+      {"FailedToSetVideoInput", 16},
+      {"GSDKSessionStartFailed", 17},
+      {"GSDKHookInjectRetry", 18},
+      {"BadRecordingMode", 19},
+      {"CannotFindWindow", 20},
+      {"GSDKMonitorCaptureFailed", 21},
+      {"GSDKEncoderNotFound", 22},
+      {"GSDKGenericExitError", 200},
+      {"JoinThreadError", 201},
+  };
+  return contract;
+}
+
+TEST_F(ErrorCodesTest, TableHoldsExactlyTheContractsNamesAndNumbers) {
+  std::map<std::string, std::int32_t> table;
+  for (const ErrorCode& code : ErrorCodeTable) table.emplace(code.name, code.number);
+  EXPECT_EQ(table, Contract());
+  EXPECT_EQ(ErrorCodeTable.size(), Contract().size());
+}
+
+TEST_F(ErrorCodesTest, LookupIsExactAndFindsNothingElse) {
+  for (const auto& [name, number] : Contract()) EXPECT_EQ(FindErrorCode(name), number) << name;
+  for (const char* name : {"", "RecorderSettings", "Audio Input", "gsdkbadaudioinput",
+                           "GSDKBadAudioInput ", "GSDKBadAudio", "3"}) {
+    EXPECT_EQ(FindErrorCode(name), std::nullopt) << name;
+  }
+}
+
+TEST_F(ErrorCodesTest, EveryNameRaisedLogsItsMessageThenPostsItsNumber) {
+  for (const auto& [name, number] : Contract()) {
+    RaiseFailure(name, "message of " + name, /*as_info=*/true);
+    EXPECT_EQ(TakeRecorded(), (Lines{FailureToHost("message of " + name), DieRequest(number)}));
+  }
+}
+
+TEST_F(ErrorCodesTest, NameOutsideTheTableDiesWithZeroAndIsNotAdded) {
+  RaiseFailure("SomethingElse", "oh", /*as_info=*/false);
+  EXPECT_EQ(TakeRecorded(), (Lines{FailureToHost("oh"), DieRequest(0)}));
+  EXPECT_EQ(FindErrorCode("SomethingElse"), std::nullopt);
+}
+
+TEST_F(ErrorCodesTest, LibraryErrorIsReadThenFreedOnceBeforeTheDieRequest) {
+  LibraryError error(Fake().NewError(5, "no device"));
+  RaiseFailure("GSDKBadAudioInput", "getting x failed: ", error, /*as_info=*/false);
+  EXPECT_EQ(TakeRecorded(),
+            (Lines{"gsdk_err_message(error1)", FailureToHost("getting x failed: no device"),
+                   "gsdk_err_free(error1)", DieRequest(3)}));
+}
+
+}  // namespace
+}  // namespace core_test

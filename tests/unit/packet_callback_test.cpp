@@ -1,0 +1,100 @@
+// The packet path: OnEncodedPacket, as the capture library calls it for every frame.
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <new>
+#include <thread>
+#include <vector>
+
+#include "capture/capture_library.h"
+#include "capture/session_start.h"
+#include "capture/session_state.h"
+#include "supervision/packet_watchdog.h"
+#include "supervision/worker_stop.h"
+#include "tests/unit/core_fixture.h"
+#include "tests/unit/session_transcript.h"
+
+namespace {
+
+// Allocations of this thread, counted by the operators below.
+thread_local std::int64_t allocations = 0;
+
+void* Allocate(std::size_t size) {
+  ++allocations;
+  if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+namespace core_test {
+namespace {
+
+using namespace capture_service;
+using namespace std::chrono_literals;
+
+using PacketCallbackTest = CoreTest;
+
+TEST_F(PacketCallbackTest, PacketIsPushedThenReleasedThenNoticed) {
+  GiveSessionARecorder();
+  TakeRecorded();
+  Watch().restart_counter = 4;
+  Fake().OnCall("gsdk_encoded_packet_release", 1, [] {
+    const std::lock_guard lock(Watch().mutex);
+    EXPECT_FALSE(Watch().packet_seen);
+    EXPECT_EQ(Watch().restart_counter, 4);
+  });
+  OnEncodedPacket(Session().recorder, FakeLibrary::NewPacket());
+  EXPECT_EQ(TakeRecorded(), (Lines{"gsdk_recorder_push_packet(recorder1, packet)",
+                                   "gsdk_encoded_packet_release(packet)"}));
+  EXPECT_TRUE(Watch().packet_seen);
+  EXPECT_EQ(Watch().restart_counter, 0);
+}
+
+TEST_F(PacketCallbackTest, NothingIsAllocated) {
+  Fake().RecordPackets(false);
+  std::vector<gsdk_encoded_packet*> packets;
+  for (int i = 0; i < 100; ++i) packets.push_back(FakeLibrary::NewPacket());
+  OnEncodedPacket(nullptr, packets.back());
+  packets.pop_back();
+
+  const std::int64_t before = allocations;
+  for (gsdk_encoded_packet* const packet : packets) OnEncodedPacket(nullptr, packet);
+  EXPECT_EQ(allocations, before);
+
+  delete new int(1);
+  EXPECT_GT(allocations, before) << "the count works";
+}
+
+TEST_F(PacketCallbackTest, PacketsAtFullSpeedThroughStartsAndStops) {
+  SetUpGame();
+  Fake().RecordPackets(false);
+  std::atomic<bool> running = true;
+  std::vector<std::thread> library_threads;
+  for (int i = 0; i < 2; ++i) {
+    library_threads.emplace_back([&] {
+      while (running) OnEncodedPacket(nullptr, FakeLibrary::NewPacket());
+    });
+  }
+  for (int i = 0; i < 20; ++i) {
+    StartRecordingSession();
+    const std::int64_t pushed = Fake().PushedPackets();
+    while (Fake().PushedPackets() < pushed + 100) std::this_thread::yield();
+  }
+  StopWorkers();
+  running = false;
+  for (std::thread& thread : library_threads) thread.join();
+  for (const std::string& line : TakeRecorded()) {
+    EXPECT_FALSE(line.starts_with("to self: ")) << line;
+  }
+}
+
+}  // namespace
+}  // namespace core_test
