@@ -28,9 +28,9 @@ Placement PlaceInside(Size source, Size picture) {
   }
   const double scale = std::min(static_cast<double>(picture.width) / std::max(source.width, 1),
                                 static_cast<double>(picture.height) / std::max(source.height, 1));
-  // A rounding of the encoded size is no reason for a border of one or two pixels.
+  // A rounding of the encoded size is no reason for a border of a few pixels.
   const auto side = [](double scaled, int whole) {
-    return whole - scaled <= 2.0 ? whole : std::max(2, EvenBelow(scaled));
+    return whole - scaled <= std::max(2.0, whole / 256.0) ? whole : std::max(2, EvenBelow(scaled));
   };
   const Size drawn = {side(source.width * scale, picture.width),
                       side(source.height * scale, picture.height)};
