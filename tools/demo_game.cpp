@@ -87,6 +87,8 @@ class Game {
     }
     ShowWindow(window_, SW_SHOWNORMAL);
     SetForegroundWindow(window_);
+    std::puts("The window is open.");
+    std::fflush(stdout);
   }
 
   static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {

@@ -1,0 +1,149 @@
+#!/usr/bin/python3
+"""Records the demo game through the built service and the open capture library, as scripts/run
+does it, and checks the clip frame by frame.
+
+    recording_test.py BIN_FOLDER [UNITTEST_ARGUMENT ...]
+"""
+
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+import uuid
+
+from frame_code import FrameCodeReader
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SECONDS = 5
+FRAME_RATE = 30
+# The game draws as many frames a second as are captured, but not in step with them.
+LONGEST_GAP = 3
+RUN_LIMIT_S = 120
+GAME_SIZE = (1280, 720)
+SCREEN_SIZE = (1600, 900)
+MARK_VARIABLE = "RECORDING_TEST_MARK"
+
+bin_folder = None
+
+
+def run(command, **options):
+    return subprocess.run(
+        command, check=True, stdout=subprocess.PIPE, timeout=RUN_LIMIT_S, **options
+    ).stdout
+
+
+def probe(clip):
+    """What ffprobe says about the clip, with every frame counted."""
+    return json.loads(
+        run(
+            ["ffprobe", "-v", "error", "-count_frames", "-show_streams", "-show_format"]
+            + ["-of", "json", clip]
+        )
+    )
+
+
+def frame_numbers(clip, width, height):
+    """The frame number in each picture of the clip, None where there is none."""
+    pictures = run(
+        ["ffmpeg", "-v", "error", "-i", clip, "-map", "0:v", "-vsync", "passthrough"]
+        + ["-pix_fmt", "gray", "-f", "rawvideo", "-"]
+    )
+    reader = FrameCodeReader(width, height)
+    size = width * height
+    return [reader.read(pictures[start : start + size]) for start in range(0, len(pictures), size)]
+
+
+def processes_marked(mark):
+    """The command lines of the living processes that have inherited `mark` in the environment."""
+    found = []
+    for entry in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{entry}/environ", "rb") as file:
+                if f"{MARK_VARIABLE}={mark}".encode() not in file.read().split(b"\0"):
+                    continue
+            with open(f"/proc/{entry}/cmdline", "rb") as file:
+                found.append(file.read().decode(errors="replace").replace("\0", " "))
+        except OSError:
+            continue  # it has ended meanwhile
+    return found
+
+
+class RecordingTest(unittest.TestCase):
+    def record(self, mode):
+        """Runs a recording; returns the path of the clip and the service's answer about it."""
+        mark = uuid.uuid4().hex
+        with tempfile.TemporaryDirectory() as folder:
+            journal = os.path.join(folder, "journal")
+            recording = subprocess.run(
+                [os.path.join(ROOT, "scripts", "run"), "--bin", bin_folder, "--mode", mode]
+                + ["--seconds", str(SECONDS), "--fps", str(FRAME_RATE)]
+                + ["--out", self.folder, "--journal", journal],
+                env={**os.environ, MARK_VARIABLE: mark},
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
+                text=True,
+                timeout=RUN_LIMIT_S,
+            )
+            self.assertEqual(recording.returncode, 0, recording.stdout)
+            self.assertEqual(processes_marked(mark), [], "left running")
+            with open(journal, encoding="utf-8") as file:
+                messages = [json.loads(line) for line in file]
+        answers = [
+            json.loads(message["text"])["clip"]
+            for message in messages
+            if message["direction"] == "out" and "clip" in json.loads(message["text"])
+        ]
+        self.assertEqual(len(answers), 1, recording.stdout)
+        return recording.stdout.splitlines()[-1], answers[0]
+
+    def check_recording(self, mode, width, height):
+        with tempfile.TemporaryDirectory() as self.folder:
+            clip, answer = self.record(mode)
+            self.assertEqual(os.listdir(self.folder), [os.path.basename(clip)])
+            self.assertTrue(answer["succeeded"])
+            self.check_streams(probe(clip), answer, width, height)
+            self.check_frame_numbers(frame_numbers(clip, width, height))
+
+    def check_streams(self, clip, answer, width, height):
+        video, audio = clip["streams"]
+        self.assertEqual(video["codec_name"], "h264")
+        self.assertEqual((video["width"], video["height"]), (width, height))
+        self.assertEqual(video["r_frame_rate"], f"{FRAME_RATE}/1")
+        self.assertEqual(audio["codec_name"], "aac")
+        self.assertEqual(audio["sample_rate"], "48000")
+
+        duration_ms = float(clip["format"]["duration"]) * 1000
+        frame_ms = 1000 / FRAME_RATE
+        self.assertAlmostEqual(duration_ms, answer["duration"], delta=2 * frame_ms)
+        # The buffer holds at least what was asked for, from the key frame before, one a second.
+        self.assertGreaterEqual(answer["duration"], SECONDS * 1000)
+        self.assertLessEqual(answer["duration"], (SECONDS + 1) * 1000 + 2 * frame_ms)
+        frames = int(video["nb_read_frames"])
+        self.assertAlmostEqual(frames, answer["duration"] / frame_ms, delta=3)
+
+    def check_frame_numbers(self, numbers):
+        self.assertNotIn(None, numbers, f"a picture without a frame number: {numbers}")
+        steps = [after - before for before, after in zip(numbers, numbers[1:])]
+        self.assertGreaterEqual(min(steps), 0, f"frames out of order: {numbers}")
+        self.assertLessEqual(max(steps), LONGEST_GAP, f"frames are missing: {numbers}")
+        # A frozen picture would have no gap either.
+        self.assertGreaterEqual(len(set(numbers)), len(numbers) // 2, f"frozen: {numbers}")
+
+    def test_window(self):
+        self.check_recording("window", *GAME_SIZE)
+
+    def test_game(self):
+        self.check_recording("game", *GAME_SIZE)
+
+    def test_monitor(self):
+        self.check_recording("monitor", *SCREEN_SIZE)
+
+
+if __name__ == "__main__":
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    bin_folder = os.path.abspath(sys.argv.pop(1))
+    unittest.main(verbosity=2)
