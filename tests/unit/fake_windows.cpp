@@ -62,6 +62,7 @@ MonitorTracker::MonitorTracker(std::uint32_t window, Callback callback)
       // NOLINTNEXTLINE(performance-no-int-to-ptr): stands for a handle.
       current_monitor_(reinterpret_cast<void*>(Windows().monitor)),
       window_(window) {
+  static_cast<void>(thread_id_);  // the fake has no thread
   Record("MonitorTracker " + std::to_string(window));
 }
 

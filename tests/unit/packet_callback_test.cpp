@@ -1,8 +1,5 @@
 // The packet path: OnEncodedPacket, as the capture library calls it for every frame.
 #include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <new>
 #include <thread>
 #include <vector>
 
@@ -14,31 +11,10 @@
 #include "tests/unit/core_fixture.h"
 #include "tests/unit/session_transcript.h"
 
-namespace {
-
-// Allocations of this thread, counted by the operators below.
-thread_local std::int64_t allocations = 0;
-
-void* Allocate(std::size_t size) {
-  ++allocations;
-  if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-
 namespace core_test {
 namespace {
 
 using namespace capture_service;
-using namespace std::chrono_literals;
 
 using PacketCallbackTest = CoreTest;
 
@@ -56,21 +32,6 @@ TEST_F(PacketCallbackTest, PacketIsPushedThenReleasedThenNoticed) {
                                    "gsdk_encoded_packet_release(packet)"}));
   EXPECT_TRUE(Watch().packet_seen);
   EXPECT_EQ(Watch().restart_counter, 0);
-}
-
-TEST_F(PacketCallbackTest, NothingIsAllocated) {
-  Fake().RecordPackets(false);
-  std::vector<gsdk_encoded_packet*> packets;
-  for (int i = 0; i < 100; ++i) packets.push_back(FakeLibrary::NewPacket());
-  OnEncodedPacket(nullptr, packets.back());
-  packets.pop_back();
-
-  const std::int64_t before = allocations;
-  for (gsdk_encoded_packet* const packet : packets) OnEncodedPacket(nullptr, packet);
-  EXPECT_EQ(allocations, before);
-
-  delete new int(1);
-  EXPECT_GT(allocations, before) << "the count works";
 }
 
 TEST_F(PacketCallbackTest, PacketsAtFullSpeedThroughStartsAndStops) {

@@ -245,8 +245,8 @@ TEST_F(PacketWatchdogTest, DeadlineSaturatesAtTheEndOfTime) {
 }
 
 TEST_F(PacketWatchdogTest, WaitToTheEndOfTimeIsAWait) {
-  Watch().thread = std::thread(PacketWatchdog, std::chrono::nanoseconds::max(),
-                               std::chrono::nanoseconds::max());
+  Watch().thread =
+      std::thread(PacketWatchdog, std::chrono::nanoseconds::max(), std::chrono::nanoseconds::max());
   Packet();
   while (PacketSeen()) std::this_thread::yield();
   StopWorkers(1h);
