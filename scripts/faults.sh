@@ -22,7 +22,7 @@ use_scripted_library() {
 }
 
 watch() {
-  host_console watch --title "$title" --seconds "$seconds" --fps "$fps" "$@"
+  host_console /dev/null watch --title "$title" --seconds "$seconds" --fps "$fps" "$@"
 }
 
 show_stall() {

@@ -190,7 +190,7 @@ int Watch(const Options& options, Transcript& transcript, Inbox& inbox) {
 
 int Console(const Options& options, Transcript& transcript, Inbox& inbox) {
   PromptOptions prompt;
-  prompt.show_prompt = IsTerminal(STD_INPUT_HANDLE);
+  prompt.show_prompt = options.progress == "line";
   prompt.clip_folder = Utf8FromWide(AbsolutePath(options.clip_folder).wstring());
   const WindowQuery& query = options.window;
   if (query.hwnd || query.pid || !query.title.empty()) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -70,6 +71,16 @@ int ReadNumber(const std::string& text) {
     throw std::invalid_argument("\"" + text + "\" is not a whole number.");
   }
   return number;
+}
+
+// For file names that differ from those of earlier consoles: "20260131-094500-".
+std::string TimeStamp() {
+  SYSTEMTIME now{};
+  GetLocalTime(&now);
+  char text[64];
+  std::snprintf(text, sizeof(text), "%04u%02u%02u-%02u%02u%02u-", now.wYear, now.wMonth, now.wDay,
+                now.wHour, now.wMinute, now.wSecond);
+  return text;
 }
 
 class Prompt {
@@ -156,9 +167,10 @@ class Prompt {
 
   void SendClip(const std::string& path) {
     const std::string id = std::string("clip-").append(std::to_string(++clips_));
+    const std::string name = path.empty() ? TimeStamp() + id + ".mp4" : path;
     // The service's working folder is its own, so it is given the whole path.
     const std::filesystem::path folder(WideFromUtf8(options_.clip_folder));
-    const std::filesystem::path file(WideFromUtf8(path.empty() ? id + ".mp4" : path));
+    const std::filesystem::path file(WideFromUtf8(name));
     session_.Send(ClipMessage(Utf8FromWide((folder / file).wstring()), id));
   }
 
