@@ -8,9 +8,14 @@ namespace {
 
 using capture_service::OwnedHandle;
 
+std::wstring Quoted(const std::wstring& argument) {
+  const bool plain = !argument.empty() && argument.find(L' ') == std::wstring::npos;
+  return plain ? argument : L"\"" + argument + L"\"";
+}
+
 std::wstring CommandLine(const ProgramStart& start) {
-  std::wstring line = L"\"" + start.program.wstring() + L"\"";
-  for (const std::wstring& argument : start.arguments) line += L" \"" + argument + L"\"";
+  std::wstring line = Quoted(start.program.wstring());
+  for (const std::wstring& argument : start.arguments) line += L" " + Quoted(argument);
   return line;
 }
 

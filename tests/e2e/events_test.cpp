@@ -11,6 +11,8 @@ struct DieValue {
   std::uint32_t exit_code;
 };
 
+void PrintTo(const DieValue& value, std::ostream* out) { *out << value.name; }
+
 class DieEvent : public ServiceTest, public ::testing::WithParamInterface<DieValue> {};
 
 TEST_P(DieEvent, EndsTheServiceWithItsValue) {

@@ -87,6 +87,12 @@ std::string ClipFailure(const std::string& id, const std::string& error) {
       .dump();
 }
 
+std::string ParseError(const std::string& text) {
+  std::string error;
+  Json::parse(text, error);
+  return "error parsing gsdk_input_properties json: " + error;
+}
+
 Texts Join(const std::vector<Texts>& lists) {
   Texts joined;
   for (const Texts& list : lists) joined.insert(joined.end(), list.begin(), list.end());

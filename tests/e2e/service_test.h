@@ -57,6 +57,9 @@ std::string Line(const std::string& line);
 std::string Failure(const std::string& message);
 std::string ClipFailure(const std::string& id, const std::string& error);
 
+// The service's message about a list text that does not parse.
+std::string ParseError(const std::string& text);
+
 // One list after the other.
 Texts Join(const std::vector<Texts>& lists);
 

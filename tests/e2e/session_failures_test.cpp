@@ -2,6 +2,8 @@
 // what the service ends with.
 #include <windows.h>
 
+#include <array>
+
 #include "tests/e2e/service_test.h"
 #include "tests/e2e/session_calls.h"
 
@@ -17,6 +19,8 @@ struct FailedStart {
   std::uint32_t exit_code;
   Texts calls;  // from the session's creation on; empty when the library is not called at all
 };
+
+void PrintTo(const FailedStart& failure, std::ostream* out) { *out << failure.name; }
 
 class SessionFailure : public ServiceTest, public ::testing::WithParamInterface<FailedStart> {};
 
@@ -40,12 +44,6 @@ const std::string kGameCapture = "capture settings: " + GameCaptureSettings();
 // A script with one answer to the question for the list of `kind`.
 Json ListScript(const std::string& kind, const Json& answer) {
   return Json::object{{"lists", Json::object{{kind, Json::array{answer}}}}};
-}
-
-std::string ParseError(const std::string& text) {
-  std::string error;
-  Json::parse(text, error);
-  return "error parsing gsdk_input_properties json: " + error;
 }
 
 FailedStart FailedCreate(const char* name, int code, const std::string& prefix,
@@ -179,6 +177,13 @@ class SessionStart : public ServiceTest {
         {"calls", Json::object{{"gsdk_session_update_video_input", Json::array{Json(rule)}}}}};
   }
 
+  // A program that ends with a code of one's choice.
+  static std::filesystem::path Shell() {
+    std::array<wchar_t, MAX_PATH> folder = {};
+    GetSystemDirectoryW(folder.data(), MAX_PATH);
+    return std::filesystem::path(folder.data()) / "cmd.exe";
+  }
+
   static Texts FailedUpdate(int error, bool read_message) {
     const std::string name = "error" + std::to_string(error);
     Texts calls = {
@@ -269,10 +274,7 @@ TEST_F(SessionStart, ADieDuringTheRetriesKeepsItsCode) {
 }
 
 TEST_F(SessionStart, AProcessThatEndedEndsTheServiceWhileItsHandleIsOpen) {
-  wchar_t folder[MAX_PATH] = {};
-  GetSystemDirectoryW(folder, MAX_PATH);
-  const std::filesystem::path shell = std::filesystem::path(folder) / "cmd.exe";
-  const ChildProcess ended({.program = shell, .arguments = {L"/c", L"exit 5"}});
+  const ChildProcess ended({.program = Shell(), .arguments = {L"/c", L"exit", L"5"}});
   ASSERT_EQ(ended.WaitForExit(kLimit), 5U);
   ServiceRun& run = Start();
   StartRecording(run, Settings({{"game_pid", static_cast<int>(ended.Id())}}));
@@ -281,10 +283,7 @@ TEST_F(SessionStart, AProcessThatEndedEndsTheServiceWhileItsHandleIsOpen) {
 }
 
 TEST_F(SessionStart, AProcessThatEndedWith259CountsAsAlive) {
-  wchar_t folder[MAX_PATH] = {};
-  GetSystemDirectoryW(folder, MAX_PATH);
-  const std::filesystem::path shell = std::filesystem::path(folder) / "cmd.exe";
-  const ChildProcess ended({.program = shell, .arguments = {L"/c", L"exit 259"}});
+  const ChildProcess ended({.program = Shell(), .arguments = {L"/c", L"exit", L"259"}});
   ASSERT_EQ(ended.WaitForExit(kLimit), 259U);
   ServiceRun& run =
       StartRecordingService({}, Settings({{"game_pid", static_cast<int>(ended.Id())}}));

@@ -17,6 +17,8 @@ struct BadStart {
   std::uint32_t exit_code;
 };
 
+void PrintTo(const BadStart& value, std::ostream* out) { *out << value.name; }
+
 class StartupExitCode : public ServiceTest, public ::testing::WithParamInterface<BadStart> {};
 
 TEST_P(StartupExitCode, IsThatOfTheFailure) {

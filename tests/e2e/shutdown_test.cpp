@@ -1,0 +1,107 @@
+// How the service ends while the library hangs or won't be quiet.
+#include "tests/e2e/service_test.h"
+#include "tests/e2e/session_calls.h"
+
+namespace e2e {
+namespace {
+
+Json HangingDestroy() {
+  return Json::object{
+      {"calls", Json::object{{"gsdk_session_destroy", Json::array{Json::object{{"hang", true}}}}}}};
+}
+
+// A session whose threads go on after its end.
+Json Survivors(const std::vector<Json>& steps) {
+  Json::array threads;
+  for (const Json& step : steps) {
+    threads.push_back(Json::object{{"survives_destroy", true}, {"steps", Json::array{step}}});
+  }
+  return Json::object{{"sessions", Json::array{Json::object{{"threads", threads}}}}};
+}
+
+constexpr std::int64_t kJoinTimeoutMicroseconds = 10'000'000;
+
+class Shutdown : public ServiceTest {
+ protected:
+  // Expects the service to end by giving up on the library's destruction of the session.
+  static void ExpectHardEnd(ServiceRun& run) {
+    EXPECT_EQ(run.WaitForExit(), 201U);
+    const auto now = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now().time_since_epoch());
+    EXPECT_GE(now.count(),
+              run.Calls().TimesOf("gsdk_session_destroy").at(0) + kJoinTimeoutMicroseconds);
+    // The host learns of it by the exit code only.
+    EXPECT_EQ(run.Texts(), Texts{Line("capture settings: " + GameCaptureSettings())});
+    EXPECT_EQ(run.Calls().CallsThatStart("gsdk_recorder_destroy"), Texts{});
+  }
+};
+
+TEST_F(Shutdown, ASessionThatCannotBeDestroyedEndsTheProcessHard) {
+  ServiceRun& run = StartRecordingService({.script = HangingDestroy()}, Settings());
+  run.Send(Die(5));
+  ExpectHardEnd(run);
+}
+
+TEST_F(Shutdown, ASessionThatCannotBeDestroyedAtARestartEndsTheProcessHard) {
+  ServiceRun& run = StartRecordingService({.script = HangingDestroy()}, Settings());
+  run.Send(Restart());
+  ExpectHardEnd(run);
+}
+
+TEST_F(Shutdown, ADumpAndAHungDestroyTogetherEndTheProcessHard) {
+  Json::object script = HangingDestroy().object_items();
+  script["dumps"] = Json::array{Json::object{{"hang", true}}};
+  ServiceRun& run = StartRecordingService({.script = script}, Settings());
+  run.Send(Clip("a", "1"));
+  EXPECT_TRUE(run.WaitForCall("gsdk_recorder_dump"));
+  run.Send(Die(5));
+  ExpectHardEnd(run);
+}
+
+TEST_F(Shutdown, PacketsThatDoNotStopDoNotHoldUpTheEnd) {
+  const Json packets = Json::object{{"packets", -1}};
+  ServiceRun& run = StartRecordingService({.script = Survivors({packets, packets})}, Settings());
+  EXPECT_TRUE(run.WaitForCall("gsdk_encoded_packet_release", 6));
+  run.Send(Die(51));
+  EXPECT_EQ(run.WaitForExit(), 51U);
+}
+
+TEST_F(Shutdown, LinesThatDoNotStopDoNotHoldUpTheEnd) {
+  // Slow enough for the host to keep up, fast enough to be under way at any moment
+  const Json lines = Json::object{{"log", "and on"}, {"count", -1}, {"interval_us", 200}};
+  ServiceRun& run = StartRecordingService({.script = Survivors({lines, lines})}, Settings());
+  EXPECT_TRUE(run.WaitForTextCount(50));
+  run.Send(Die(52));
+  EXPECT_EQ(run.WaitForExit(), 52U);
+}
+
+TEST_F(Shutdown, ErrorsPacketsAndLinesAtOnceDoNotHoldUpTheEnd) {
+  ServiceRun& run = StartRecordingService(
+      {.script = Survivors({Json::object{{"packets", -1}},
+                            Json::object{{"log", "and on"}, {"count", -1}, {"interval_us", 200}},
+                            Json::object{{"wait_file", "never"}}})},
+      Settings());
+  EXPECT_TRUE(run.WaitForTextCount(20));
+  run.Pipe().Close();
+  EXPECT_EQ(run.WaitForExit(), 0U);
+}
+
+TEST_F(Shutdown, AllObjectsGoBackBeforeTheLibraryIsUnloaded) {
+  ServiceRun& run = StartRecordingService({}, Settings());
+  ExpectCleanDie(run);
+  const CallLog log = run.Calls();
+  EXPECT_EQ(log.Made("session"), 1);
+  EXPECT_EQ(log.Made("recorder"), 1);
+  EXPECT_EQ(log.Made("properties"), 1);
+  EXPECT_EQ(log.Calls().back(), "gsdk_recorder_destroy(recorder1)");
+}
+
+TEST_F(Shutdown, TheHostLeavingTearsTheSessionDown) {
+  ServiceRun& run = StartRecordingService({}, Settings());
+  run.Pipe().Close();
+  ExpectCleanExit(run, 0);
+  EXPECT_EQ(run.Calls().Calls(), Join({SessionCalls().WholeStart(), SessionCalls().Destroy()}));
+}
+
+}  // namespace
+}  // namespace e2e
