@@ -24,12 +24,11 @@ void OnFfmpegLine(void*, int level, const char* format, va_list arguments) {
 
 }  // namespace
 
-void SetLogCallback(gsdk_log_callback callback) {
-  log_callback = callback;
-  av_log_set_callback(OnFfmpegLine);
-}
+void SetLogCallback(gsdk_log_callback callback) { log_callback = callback; }
 
 void SetLogLevel(std::int32_t level) { log_level = level; }
+
+void TakeFfmpegLines() { av_log_set_callback(OnFfmpegLine); }
 
 void Log(LogLevel level, const std::string& text) {
   const auto number = static_cast<std::int32_t>(level);

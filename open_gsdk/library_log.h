@@ -11,9 +11,13 @@ namespace open_gsdk {
 // A line is given out when its number is not above the global level.
 enum class LogLevel : std::int32_t { kError = 0, kWarning = 1, kInfo = 2 };
 
-// Any thread. Null ends the logging. The first call also sends FFmpeg's error lines this way.
+// Any thread. Null ends the logging.
 void SetLogCallback(gsdk_log_callback callback);
 void SetLogLevel(std::int32_t level);
+
+// Sends FFmpeg's error lines this way, as warnings, and keeps all of its lines off the standard
+// error stream.
+void TakeFfmpegLines();
 
 // Any thread; no lock is held while the callback runs.
 void Log(LogLevel level, const std::string& text);

@@ -13,6 +13,7 @@
 #include "open_gsdk/entry_point.h"
 #include "open_gsdk/handles.h"
 #include "open_gsdk/input_lists.h"
+#include "open_gsdk/library_log.h"
 #include "open_gsdk/session.h"
 
 namespace open_gsdk {
@@ -62,6 +63,7 @@ bool gsdk_session_create(gsdk_session** session, void* /*reserved*/, gsdk_error*
   return Try(error, [&] {
     CheckArgument(session, "session");
     KeepLoaded();
+    TakeFfmpegLines();
     *session = Sessions().Add(std::make_shared<Session>());
   });
 }

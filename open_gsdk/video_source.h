@@ -14,7 +14,7 @@ enum class InputType { kMonitor, kWindow, kGame };
 struct VideoSource {
   HWND window = nullptr;  // null when a monitor is recorded
   DWORD process_id = 0;   // that made the window
-  std::wstring monitor;
+  std::wstring monitor = {};
   bool cursor = false;
 
   bool operator==(const VideoSource&) const = default;

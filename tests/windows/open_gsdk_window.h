@@ -1,0 +1,34 @@
+// A window for the tests of the open capture library, on a thread of its own.
+#pragma once
+
+#include <windows.h>
+
+#include <thread>
+
+namespace open_gsdk {
+
+// A window without a frame at the desktop's top left corner, its client area filled with one colour.
+class TestWindow {
+ public:
+  TestWindow(const wchar_t* title, int client_width, int client_height, COLORREF colour);
+  // Closes the window.
+  ~TestWindow();
+  TestWindow(const TestWindow&) = delete;
+  TestWindow& operator=(const TestWindow&) = delete;
+
+  HWND handle() const { return handle_; }
+  // As the library's JSON texts name it.
+  unsigned number() const;
+
+  // Each returns once it is done.
+  void Fill(COLORREF colour);
+  void ResizeClient(int width, int height);
+  void Minimise();
+  void Close();
+
+ private:
+  HWND handle_ = nullptr;
+  std::thread thread_;
+};
+
+}  // namespace open_gsdk
