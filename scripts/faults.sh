@@ -1,14 +1,33 @@
 # The demonstrations of scripts/run --fault, which reads this file. Each shows on the console what
-# the service does about a fault and ends with status 0 when that is what it should do.
-# shellcheck shell=bash disable=SC2154
+# the service does about a fault, and fails when it does something else.
+# shellcheck shell=bash disable=SC2034,SC2154
 
 show_fault() {
+  fault_journal=$scratch/journal
+  common=(--journal "$(windows_path "$fault_journal")" "${common[@]}")
+  local shown=1
   case $fault in
-    stall) show_stall ;;
-    window-closed) show_window_closed ;;
-    monitor-moved) show_monitor_moved ;;
-    encoder-missing) show_encoder_missing ;;
-  esac || fail "the service did not do what it should; the lines above show what it did."
+    stall) show_stall || shown='' ;;
+    window-closed) show_window_closed || shown='' ;;
+    monitor-moved) show_monitor_moved || shown='' ;;
+    encoder-missing) show_encoder_missing || shown='' ;;
+  esac
+  [[ ! $journal ]] || cat "$fault_journal" >>"$journal"
+  [[ $shown ]] || fail "the service did not do what it should; the lines above show what it did."
+  say "the service did what it should."
+}
+
+# Whether the messages of the journal contain the given texts in this order.
+expect_messages() {
+  local text found line=0
+  for text; do
+    found=$(tail -n "+$((line + 1))" "$fault_journal" | grep -nF -m 1 -e "$text" | cut -d: -f1)
+    if [[ ! $found ]]; then
+      say "there is no message \"$text\" where one should be."
+      return 1
+    fi
+    ((line += found))
+  done
 }
 
 # Uses a capture library that follows the script on standard input and records nothing.
@@ -26,19 +45,21 @@ watch() {
 }
 
 show_stall() {
-  say "The first session's packets stop after 5 s, those of the second go on. The service waits 10 s"
-  say "for a packet, asks itself for a restart and starts a session anew 3 s later."
+  say "The packets of the first session stop after 5 s, those of the second go on. The service waits"
+  say "10 s for a packet, asks itself for a restart and starts the second session 3 s later."
   use_scripted_library <<'END'
 { "sessions": [
     { "threads": [ { "steps": [ { "log": "library: packets flow" },
                                 { "packets": 300, "interval_us": 16667 },
                                 { "log": "library: packets stop" } ] } ] },
-    { "threads": [ { "steps": [ { "log": "library: packets flow" },
+    { "threads": [ { "steps": [ { "log": "library: packets flow again" },
                                 { "packets": -1, "interval_us": 16667 } ] } ] } ] }
 END
   start_display -screen 0 1600x900x24
-  start_game --seconds 0
-  watch --mode game --for 30
+  start_game
+  watch --mode game --for 30 &&
+    expect_messages "library: packets stop" "No recording packets seen within timeout, restarting" \
+      "library: packets flow again"
 }
 
 show_window_closed() {
@@ -46,7 +67,8 @@ show_window_closed() {
   say "connection, the service restarts, finds no window to record and ends with status 0."
   start_display -screen 0 1600x900x24
   start_game --seconds 10
-  watch --mode window --for 60
+  watch --mode window --for 60 &&
+    expect_messages "capture settings: " "Window to record no longer exists, exiting"
 }
 
 show_encoder_missing() {
@@ -56,10 +78,37 @@ show_encoder_missing() {
     { "code": 15, "message": "neither libx264 nor h264_mf can be opened" } ] } }
 END
   start_display -screen 0 1600x900x24
-  start_game --seconds 0
-  watch --mode game --expect-status 22
+  start_game
+  watch --mode game --expect-status 22 &&
+    expect_messages "No valid encoder found on session creation:"
+}
+
+# A display with two monitors, 1024x768 and to the right of it 800x600. Sets DISPLAY.
+start_two_monitors() {
+  : >"$scratch/display"
+  # shellcheck disable=SC2016
+  "$root/tests/windows/two_monitors" bash -c 'echo "$$ $DISPLAY" >"$1"; exec sleep infinity' _ \
+    "$scratch/display" 2>"$scratch/display.log" &
+  display_pid=$!
+  local number=''
+  for _ in {1..300}; do
+    read -r display_holder_pid number <"$scratch/display" && [[ $number ]] && break
+    kill -0 "$display_pid" 2>/dev/null || break
+    sleep 0.1
+  done
+  [[ $number ]] || fail "the display with two monitors did not start: $(tail -n 3 "$scratch/display.log")"
+  export DISPLAY=$number
 }
 
 show_monitor_moved() {
-  fail "not available yet."
+  say "The game moves from the left monitor to the right one after 12 s. On Windows the service is"
+  say "told, logs \"The game window changed its monitor, we need to restart the monitor recording\""
+  say "and restarts. Wine refuses to tell one process about another one's windows, so here the host"
+  say "asks for the restart 3 s later, and the service then records the right monitor."
+  start_two_monitors
+  start_game --size 640x360 --move-to 1100,80 --move-after 12
+  printf 'sleep 15\nrestart\nsleep 6\nquit\n' >"$scratch/commands"
+  host_console "$scratch/commands" console --mode monitor --title "$title" --seconds "$seconds" \
+    --fps "$fps" &&
+    expect_messages "at 1024x768," '"in", "text": "{\"event\": {\"restart\": true}}"' "at 800x600,"
 }

@@ -45,7 +45,7 @@ struct Options {
   std::string out;
   int watch_seconds = 0;  // 0: until the service ends
   std::uint32_t expected_status = 0;
-  std::string clip_folder;
+  std::string clip_folder = ".";
 };
 
 std::filesystem::path AbsolutePath(const std::string& path) {
@@ -230,7 +230,8 @@ int Main(const std::vector<std::string>& arguments) {
   CLI::App* const console = app.add_subcommand(
       "console", "A prompt for sending messages; with a window named, a recording starts at once");
   AddRecordingOptions(*console, options);
-  console->add_option("--clips", options.clip_folder, "Folder for clips without a path");
+  console->add_option("--clips", options.clip_folder, "Folder for clips without a path")
+      ->capture_default_str();
 
   try {
     // CLI11 takes the words in reverse order.
