@@ -8,7 +8,8 @@ namespace open_gsdk {
 namespace {
 
 constexpr wchar_t kClassName[] = L"open_gsdk_test";
-// Without a title bar Wine does not wait for a window manager, of which the tests have none.
+// While such a window is not the active one, Wine does not wait for a window manager, of which the
+// tests have none, when it goes.
 constexpr DWORD kStyle = WS_POPUP;
 constexpr UINT kFill = WM_APP;
 
@@ -50,8 +51,10 @@ HWND OpenWindow(const wchar_t* title, SIZE size) {
   window_class.hInstance = GetModuleHandleW(nullptr);
   window_class.lpszClassName = kClassName;
   RegisterClassW(&window_class);
-  return CreateWindowExW(0, kClassName, title, kStyle | WS_VISIBLE, 0, 0, size.cx, size.cy, nullptr,
-                         nullptr, window_class.hInstance, nullptr);
+  const HWND window = CreateWindowExW(0, kClassName, title, kStyle, 0, 0, size.cx, size.cy, nullptr,
+                                      nullptr, window_class.hInstance, nullptr);
+  ShowWindow(window, SW_SHOWNOACTIVATE);
+  return window;
 }
 
 }  // namespace
@@ -75,7 +78,8 @@ void TestWindow::Fill(COLORREF colour) { SendMessageW(handle_, kFill, colour, 0)
 
 void TestWindow::ResizeClient(int width, int height) {
   const SIZE size = OuterSize(width, height);
-  SetWindowPos(handle_, nullptr, 0, 0, size.cx, size.cy, SWP_NOZORDER | SWP_NOMOVE);
+  SetWindowPos(handle_, nullptr, 0, 0, size.cx, size.cy,
+               SWP_NOZORDER | SWP_NOMOVE | SWP_NOACTIVATE);
   RedrawWindow(handle_, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
 }
 

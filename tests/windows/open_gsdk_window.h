@@ -7,7 +7,8 @@
 
 namespace open_gsdk {
 
-// A window without a frame at the desktop's top left corner, its client area filled with one colour.
+// A window without a frame at the desktop's top left corner, its client area filled with one
+// colour.
 class TestWindow {
  public:
   TestWindow(const wchar_t* title, int client_width, int client_height, COLORREF colour);
