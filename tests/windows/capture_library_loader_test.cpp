@@ -52,9 +52,9 @@ TEST(BindCaptureLibrary, BindsEveryEntryPoint) {
       BindCaptureLibrary(LoadCaptureLibraryModule(L"doubles/gsdk.dll"));
 
   const auto module = static_cast<HMODULE>(library->module.get());
-#define EXPECT_BOUND(name)                            \
-  EXPECT_EQ(reinterpret_cast<FARPROC>(library->name), \
-            reinterpret_cast<FARPROC>(GetProcAddress(module, #name)));
+#define EXPECT_BOUND(name)                          \
+  EXPECT_EQ(reinterpret_cast<void*>(library->name), \
+            reinterpret_cast<void*>(GetProcAddress(module, #name)));
   GSDK_ENTRY_POINTS(EXPECT_BOUND)
 #undef EXPECT_BOUND
 }

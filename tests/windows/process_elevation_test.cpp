@@ -1,0 +1,98 @@
+#include "diagnostics/process_elevation.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "platform/owned_handle.h"
+
+namespace capture_service {
+namespace {
+
+OwnedHandle OwnToken() {
+  HANDLE token = nullptr;
+  OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY | TOKEN_DUPLICATE, &token);
+  return OwnedHandle(token);
+}
+
+// The limited twin of the test's own token; null when it has none.
+OwnedHandle LimitedToken() {
+  TOKEN_LINKED_TOKEN linked{};
+  DWORD size = 0;
+  if (!GetTokenInformation(OwnToken().get(), TokenLinkedToken, &linked, sizeof(linked), &size)) {
+    return nullptr;
+  }
+  return OwnedHandle(linked.LinkedToken);
+}
+
+// A process that does nothing and is ended with its owner.
+class SleepingProcess {
+ public:
+  explicit SleepingProcess(HANDLE token) {
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    wchar_t command[] = L"C:\\windows\\system32\\cmd.exe";
+    PROCESS_INFORMATION information{};
+    if (CreateProcessAsUserW(token, nullptr, command, nullptr, nullptr, FALSE, CREATE_SUSPENDED,
+                             nullptr, nullptr, &startup, &information)) {
+      process_.reset(information.hProcess);
+      thread_.reset(information.hThread);
+    }
+  }
+  ~SleepingProcess() {
+    if (process_) TerminateProcess(process_.get(), 0);
+  }
+  SleepingProcess(const SleepingProcess&) = delete;
+  SleepingProcess& operator=(const SleepingProcess&) = delete;
+
+  [[nodiscard]] HANDLE handle() const { return process_.get(); }
+
+ private:
+  OwnedHandle process_;
+  OwnedHandle thread_;
+};
+
+TEST(QueryProcessElevation, OfAnAdministratorWithASplitTokenIsFull) {
+  if (!LimitedToken()) GTEST_SKIP() << "the test's own token is not split";
+  EXPECT_EQ(QueryProcessElevation(GetCurrentProcess()), "full");
+}
+
+TEST(QueryProcessElevation, OfAProcessWithTheOtherHalfIsLimited) {
+  const OwnedHandle limited = LimitedToken();
+  if (!limited) GTEST_SKIP() << "the test's own token is not split";
+  const SleepingProcess process(limited.get());
+  ASSERT_NE(process.handle(), nullptr) << "error " << GetLastError();
+  EXPECT_EQ(QueryProcessElevation(process.handle()), "limited");
+}
+
+TEST(QueryProcessElevation, IsUnknownWithoutAProcess) {
+  EXPECT_EQ(QueryProcessElevation(nullptr), "unknown");
+}
+
+TEST(QueryProcessElevation, IsUnknownForAHandleOfSomethingElse) {
+  const OwnedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  ASSERT_TRUE(event);
+  EXPECT_EQ(QueryProcessElevation(event.get()), "unknown");
+}
+
+TEST(QueryProcessElevation, IsUnknownWithoutTheRightToAsk) {
+  const OwnedHandle process(OpenProcess(SYNCHRONIZE, FALSE, GetCurrentProcessId()));
+  ASSERT_TRUE(process);
+  HANDLE token = nullptr;
+  if (OpenProcessToken(process.get(), TOKEN_QUERY, &token)) {
+    const OwnedHandle owner(token);
+    GTEST_SKIP() << "this system (Wine) does not ask for the right";
+  }
+  EXPECT_EQ(QueryProcessElevation(process.get()), "unknown");
+}
+
+TEST(QueryProcessElevation, ClosesItsHandles) {
+  DWORD before = 0;
+  ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
+  for (int i = 0; i < 10; ++i) QueryProcessElevation(GetCurrentProcess());
+  DWORD after = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &after);
+  EXPECT_EQ(after, before);
+}
+
+}  // namespace
+}  // namespace capture_service
