@@ -21,7 +21,7 @@ struct SessionProperties {
   std::uint32_t max_width = 0;
   std::uint32_t max_height = 0;
   std::uint32_t connection_type = 0;
-  std::vector<std::string> tracks;
+  std::vector<std::string> tracks{};
   void* error_user_data = nullptr;
   gsdk_error_callback on_error = nullptr;
   void* packet_user_data = nullptr;
