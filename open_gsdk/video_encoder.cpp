@@ -39,7 +39,9 @@ CodecContext OpenEncoder(const VideoEncoding& encoding) {
   context->color_trc = AVCOL_TRC_BT709;
   // The MP4 file has the parameter sets in its header.
   context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  av_opt_set(context->priv_data, "preset", "veryfast", 0);
+  // The game needs the processor more: the next slower preset costs a third more for clips of about
+  // the same size.
+  av_opt_set(context->priv_data, "preset", "superfast", 0);
   av_opt_set(context->priv_data, "tune", "zerolatency", 0);
   av_opt_set_double(context->priv_data, "crf", encoding.crf, 0);
   av_opt_set_int(context->priv_data, "forced-idr", 1, 0);

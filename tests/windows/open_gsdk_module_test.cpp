@@ -3,10 +3,16 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "capture/gsdk_api.h"
+#include "tests/windows/open_gsdk_window.h"
 
 namespace open_gsdk {
 namespace {
@@ -67,6 +73,44 @@ TEST(Module, StaysLoadedOnceASessionWasMade) {
   destroy(session);
   EXPECT_TRUE(FreeLibrary(again));
   EXPECT_EQ(GetModuleHandleW(path.c_str()), again);
+}
+
+template <typename Function>
+Function* EntryPoint(HMODULE module, const char* name) {
+  return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
+std::atomic<int> exit_test_packets{0};
+
+// Ends the process in the middle of a recording, as a host does that has no time.
+[[noreturn]] void ExitWhileRecording(int status) {
+  const HMODULE module = LoadLibraryW(BesideThisProgram(L"gsdk.dll").c_str());
+#define GSDK_BIND(name) const auto name = EntryPoint<decltype(::name)>(module, #name);
+  GSDK_BIND(gsdk_session_create)
+  GSDK_BIND(gsdk_session_set_video_input)
+  GSDK_BIND(gsdk_session_update_video_input)
+  GSDK_BIND(gsdk_session_properties_create)
+  GSDK_BIND(gsdk_session_properties_connection_callback_set_callback)
+  GSDK_BIND(gsdk_session_start)
+#undef GSDK_BIND
+  const TestWindow window(L"exit", 64, 64, 0);
+  const std::string settings = "{\"window\": {\"hwnd\": " + std::to_string(window.number()) + "}}";
+  gsdk_session* session = nullptr;
+  gsdk_session_create(&session, nullptr, nullptr);
+  gsdk_session_set_video_input(session, "window", nullptr);
+  gsdk_session_update_video_input(session, settings.c_str(), nullptr);
+  gsdk_properties* properties = gsdk_session_properties_create();
+  gsdk_session_properties_connection_callback_set_callback(
+      properties, nullptr, [](void*, gsdk_encoded_packet*) { ++exit_test_packets; });
+  gsdk_session_start(session, properties, nullptr);
+  while (exit_test_packets < 3) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  FreeLibrary(module);
+  std::exit(status);
+}
+
+TEST(ModuleDeathTest, LetsTheProcessExitWhileItRecords) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(ExitWhileRecording(7), testing::ExitedWithCode(7), "");
 }
 
 }  // namespace
