@@ -13,13 +13,16 @@ import tempfile
 import unittest
 import uuid
 
+import check_messages
 from frame_code import FrameCodeReader
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SCHEMA = os.path.join(ROOT, "docs", "host-messages.schema.json")
 SECONDS = 5
 FRAME_RATE = 30
 # The game draws as many frames a second as are captured, but not in step with them.
 LONGEST_GAP = 3
+ATTEMPTS = 3
 RUN_LIMIT_S = 120
 GAME_SIZE = (1280, 720)
 SCREEN_SIZE = (1600, 900)
@@ -89,6 +92,7 @@ class RecordingTest(unittest.TestCase):
             )
             self.assertEqual(recording.returncode, 0, recording.stdout)
             self.assertEqual(processes_marked(mark), [], "left running")
+            self.assertEqual(check_messages.main(SCHEMA, journal), 0)
             with open(journal, encoding="utf-8") as file:
                 messages = [json.loads(line) for line in file]
         answers = [
@@ -100,12 +104,18 @@ class RecordingTest(unittest.TestCase):
         return recording.stdout.splitlines()[-1], answers[0]
 
     def check_recording(self, mode, width, height):
-        with tempfile.TemporaryDirectory() as self.folder:
-            clip, answer = self.record(mode)
-            self.assertEqual(os.listdir(self.folder), [os.path.basename(clip)])
-            self.assertTrue(answer["succeeded"])
-            self.check_streams(probe(clip), answer, width, height)
-            self.check_frame_numbers(frame_numbers(clip, width, height))
+        # Where other work starves the game or the capture, frames are missing although nothing is
+        # wrong, so a recording with gaps gets further chances. Everything else must always hold.
+        for _ in range(ATTEMPTS):
+            with tempfile.TemporaryDirectory() as self.folder:
+                clip, answer = self.record(mode)
+                self.assertEqual(os.listdir(self.folder), [os.path.basename(clip)])
+                self.assertTrue(answer["succeeded"])
+                self.check_streams(probe(clip), answer, width, height)
+                steps = self.check_frame_numbers(frame_numbers(clip, width, height))
+            if max(steps) <= LONGEST_GAP:
+                return
+        self.fail(f"frames are missing in {ATTEMPTS} recordings, in the last one by steps of {steps}")
 
     def check_streams(self, clip, answer, width, height):
         video, audio = clip["streams"]
@@ -125,12 +135,13 @@ class RecordingTest(unittest.TestCase):
         self.assertAlmostEqual(frames, answer["duration"] / frame_ms, delta=3)
 
     def check_frame_numbers(self, numbers):
-        self.assertNotIn(None, numbers, f"a picture without a frame number: {numbers}")
+        """Returns by how much each frame's number is larger than the one before."""
+        self.assertNotIn(None, numbers, "a picture without a frame number")
         steps = [after - before for before, after in zip(numbers, numbers[1:])]
         self.assertGreaterEqual(min(steps), 0, f"frames out of order: {numbers}")
-        self.assertLessEqual(max(steps), LONGEST_GAP, f"frames are missing: {numbers}")
-        # A frozen picture would have no gap either.
-        self.assertGreaterEqual(len(set(numbers)), len(numbers) // 2, f"frozen: {numbers}")
+        # The game and the clip run at the same rate, also when single frames come late.
+        self.assertAlmostEqual(sum(steps), len(steps), delta=len(steps) / 4, msg=f"{numbers}")
+        return steps
 
     def test_window(self):
         self.check_recording("window", *GAME_SIZE)
