@@ -70,6 +70,8 @@ class CollectWmiProfileTest : public testing::Test {
 
   void TearDown() override {
     EXPECT_EQ(spy_->live(), 0) << "BSTRs or variants were not freed";
+    // COM keeps a spy as long as there is something that it has spied.
+    if (spy_->live() != 0) static_cast<void>(spy_.release());
     spy_ = nullptr;
     EXPECT_EQ(wmi_->live_objects(), 0) << "COM objects were not released";
     DWORD handles = 0;
@@ -261,6 +263,9 @@ TEST_F(AdapterMemoryTest, IsTheAdaptersFigureWhenTheDriversKeyIsMissing) {
 }
 
 TEST_F(AdapterMemoryTest, IsTheAdaptersFigureWhenTheDeviceNamesNoDriver) {
+  // What an empty name would lead to.
+  const TemporaryRegistryValue memory(L"SYSTEM\\CurrentControlSet\\Control\\Class", kMemory,
+                                      RegistryNumber64(8589934592));
   {
     const TemporaryRegistryValue driver(kDeviceKey, L"Driver", RegistryText(L""));
     EXPECT_EQ(Collected(), "4293918720");
