@@ -1,5 +1,7 @@
 #include "capture/capture_library.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,6 +15,7 @@ namespace {
 using namespace capture_service;
 
 using CaptureLibraryTest = CoreTest;
+using CaptureLibraryDeathTest = CoreTest;
 
 TEST_F(CaptureLibraryTest, EntryPointsAreBoundInTheirFixedOrder) {
   std::vector<std::string> names;
@@ -113,6 +116,36 @@ TEST_F(CaptureLibraryTest, SlotIsEmptiedBeforeItIsFilledAgain) {
     *slot = Fake().NewError(2, "second");
   }
   EXPECT_EQ(TakeRecorded(), (Lines{"gsdk_err_free(error2)"}));
+}
+
+// A module that says when it is unloaded.
+std::shared_ptr<void> TellingModule() {
+  return {new int(1), [](int* module) {
+            delete module;
+            std::fputs("unloaded\n", stderr);
+          }};
+}
+
+TEST_F(CaptureLibraryDeathTest, ModuleIsUnloadedByTheProcessesNormalEnd) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        InstallCaptureLibrary(FakeLibrary::MakeTable(TellingModule()));
+        std::exit(7);
+      },
+      ::testing::ExitedWithCode(7), "^unloaded\n$");
+}
+
+TEST_F(CaptureLibraryDeathTest, ModuleThatAThreadStillUsesStaysLoadedToTheEnd) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        InstallCaptureLibrary(FakeLibrary::MakeTable(TellingModule()));
+        static auto& kept = *new std::shared_ptr<void>(KeepLibraryLoaded());
+        std::atexit([] { std::fputs(kept != nullptr ? "in use\n" : "", stderr); });
+        std::exit(7);
+      },
+      ::testing::ExitedWithCode(7), "^in use\n$");
 }
 
 }  // namespace

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "diagnostics/error_reporting.h"
 #include "tests/unit/core_fixture.h"
@@ -14,6 +17,7 @@ namespace {
 using namespace capture_service;
 
 using ConnectionErrorsTest = CoreTest;
+using ConnectionErrorsDeathTest = CoreTest;
 
 constexpr char kRetryLine[] = "gsdk_hook_inject_retry exception, Retrying...";
 const std::string kPrefix = "Error occurred that terminated the connection: ";
@@ -91,17 +95,23 @@ TEST_F(ConnectionErrorsTest, OnlyTheGenericErrorIsAnEvent) {
                    "gsdk_err_free(error1)"}));
 }
 
-// The callback itself counts for the life of the process, so it is used in this test only.
-TEST_F(ConnectionErrorsTest, CallbackCountsAcrossSessionsAndThreads) {
-  std::atomic<int> ignored = 0;
-  for (int i = 0; i < 5; ++i) {
-    std::thread library_thread([&] { OnConnectionError(&ignored, Fake().NewError(28, "gone")); });
-    library_thread.join();
-  }
-  EXPECT_EQ(std::ranges::count(TakeRecorded(), RestartRequest()), 5);
-
-  OnConnectionError(nullptr, Fake().NewError(28, "gone"));
-  EXPECT_THAT(TakeRecorded(), ::testing::Contains(DieRequest(18)));
+// In a process of its own: the callback counts for the life of a process.
+TEST_F(ConnectionErrorsDeathTest, CallbackCountsAcrossSessionsAndThreads) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        for (int i = 0; i < 6; ++i) {
+          std::thread library_thread([&] { OnConnectionError(&i, Fake().NewError(28, "gone")); });
+          library_thread.join();
+        }
+        for (const std::string& line : TakeRecorded()) {
+          if (line.starts_with("to self: ")) std::fprintf(stderr, "%s\n", line.c_str());
+        }
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0),
+      "^(to self: \\{\"event\": \\{\"restart\": true\\}\\}\n){5}"
+      "to self: \\{\"event\": \\{\"die\": 18\\}\\}\n$");
 }
 
 TEST_F(ConnectionErrorsTest, ErrorsOnManyThreadsAreHandledAndFreedOnceEach) {

@@ -1,8 +1,10 @@
 // Starts that succeed; session_failure_test.cpp has those that do not.
 #include "capture/session_start.h"
 
-#include <limits>
+#include <memory>
+#include <mutex>
 
+#include "capture/capture_library.h"
 #include "capture/session_state.h"
 #include "supervision/packet_watchdog.h"
 #include "supervision/worker_stop.h"
@@ -252,13 +254,40 @@ TEST_F(SessionStartTest, WatchdogIsUpBeforeTheLibraryStarts) {
   EXPECT_TRUE(watching);
 }
 
-TEST_F(SessionStartTest, RestartCounterSurvivesTheStart) {
-  Watch().restart_counter = 4;
-  Watch().packet_seen = true;
-  Watch().stop = true;
+TEST_F(SessionStartTest, StartClearsTheStopFlagsAndTheLastPacketButNotTheCounter) {
+  {
+    const std::lock_guard lock(Watch().mutex);
+    Watch().stop = true;
+    Watch().packet_seen = true;
+    Watch().restart_counter = 4;
+  }
+  {
+    const std::lock_guard lock(Session().mutex);
+    Session().stop = true;
+  }
+  bool checked = false;
+  Fake().OnCall("gsdk_logging_set_callback", 1, [&] {
+    const std::lock_guard watch_lock(Watch().mutex);
+    EXPECT_FALSE(Watch().stop);
+    EXPECT_FALSE(Watch().packet_seen);
+    EXPECT_EQ(Watch().restart_counter, 4);
+    const std::lock_guard session_lock(Session().mutex);
+    EXPECT_FALSE(Session().stop);
+    checked = true;
+  });
   StartRecordingSession();
+  EXPECT_TRUE(checked);
+}
+
+TEST_F(SessionStartTest, RunningLibraryStaysLoadedUntilItsSessionIsGone) {
+  auto module = std::make_shared<int>(1);
+  const std::weak_ptr<int> watched = module;
+  InstallCaptureLibrary(FakeLibrary::MakeTable(std::move(module)));
+  StartRecordingSession();
+  InstallCaptureLibrary(FakeLibrary::MakeTable());
+  EXPECT_FALSE(watched.expired());
   StopWorkers();
-  EXPECT_EQ(Watch().restart_counter, 4);
+  EXPECT_TRUE(watched.expired());
 }
 
 }  // namespace
