@@ -71,8 +71,9 @@ std::string TimeText() {
   SYSTEMTIME now{};
   GetSystemTime(&now);
   std::array<char, 40> text{};
-  std::snprintf(text.data(), text.size(), "%04u-%02u-%02uT%02u:%02u:%02u.%03uZ", now.wYear,
-                now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%04u-%02u-%02uT%02u:%02u:%02u.%03uZ",
+                                  now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute,
+                                  now.wSecond, now.wMilliseconds));
   return text.data();
 }
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <charconv>
 
 #include "platform/text_encoding.h"
 
@@ -47,9 +47,9 @@ Json StackTrace(void* const* addresses, std::size_t count) {
 }
 
 std::string HexText(std::size_t number) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "0x%zx", number);
-  return text.data();
+  std::array<char, 16> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number, 16).ptr;
+  return "0x" + std::string(digits.data(), end);
 }
 
 }  // namespace local_sentry

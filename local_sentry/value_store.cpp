@@ -51,6 +51,8 @@ std::vector<Json> ValueStore::Owned() const {
   return owned;
 }
 
+// NOLINTBEGIN(misc-no-recursion): values are trees.
+
 std::uint64_t ValueStore::Insert(const Json& content, std::uint64_t owner) {
   const std::uint64_t number = ++last_number_;
   Value value;
@@ -89,5 +91,7 @@ Json ValueStore::ToJson(std::uint64_t number) const {
   for (const auto& [key, member] : value.members) members[key] = ToJson(member);
   return members;
 }
+
+// NOLINTEND(misc-no-recursion)
 
 }  // namespace local_sentry

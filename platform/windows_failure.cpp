@@ -1,6 +1,9 @@
 #include "platform/windows_failure.h"
 
+#include <cstdint>
+#include <iomanip>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "platform/owned_handle.h"
@@ -21,20 +24,14 @@ std::wstring SystemMessage(HRESULT code) {
   return message;
 }
 
-std::wstring Hex(const wchar_t* format, unsigned long number) {
-  wchar_t digits[16] = {};
-  swprintf(digits, std::size(digits), format, number);
-  return digits;
-}
-
 // Writes the line that announces the exception, and returns what() for it.
 std::string Announce(HRESULT code, const std::source_location& where) {
   const std::wstring message = SystemMessage(code);
-  const std::wstring line = WideFromUtf8(where.file_name()) + L"(" + std::to_wstring(where.line()) +
-                            L") tid(" + Hex(L"%lx", GetCurrentThreadId()) + L") " +
-                            Hex(L"%08lX", static_cast<unsigned long>(code)) + L" " + message +
-                            L"\n";
-  OutputDebugStringW(line.c_str());
+  std::wostringstream line;
+  line << WideFromUtf8(where.file_name()) << L"(" << where.line() << L") tid(" << std::hex
+       << GetCurrentThreadId() << L") " << std::uppercase << std::setfill(L'0') << std::setw(8)
+       << static_cast<std::uint32_t>(code) << L" " << message << L"\n";
+  OutputDebugStringW(line.str().c_str());
   return Utf8FromWide(message);
 }
 

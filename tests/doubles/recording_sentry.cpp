@@ -47,15 +47,15 @@
 // not sentry_init was called: look at the order of the lines.
 #include <windows.h>
 
-#include <array>
 #include <bit>
 #include <cstdint>
-#include <cstdio>
 #include <cwchar>
+#include <iomanip>
 #include <json11.hpp>
 #include <memory>
 #include <mutex>
 #include <set>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -119,10 +119,10 @@ Json TextOrNull(const char* text) { return text != nullptr ? Json(text) : Json()
 Json TextOrNull(const wchar_t* text) { return text != nullptr ? Json(Utf8FromWide(text)) : Json(); }
 
 std::string BitsOf(double number) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "0x%016llX",
-                static_cast<unsigned long long>(std::bit_cast<std::uint64_t>(number)));
-  return text.data();
+  std::ostringstream text;
+  text << "0x" << std::hex << std::uppercase << std::setfill('0') << std::setw(16)
+       << std::bit_cast<std::uint64_t>(number);
+  return text.str();
 }
 
 // Records a call that sets `option` to `value`.

@@ -69,6 +69,7 @@ class CollectWmiProfileTest : public testing::Test {
   }
 
   void TearDown() override {
+    ASSERT_TRUE(spy_) << "the test did not start";
     EXPECT_EQ(spy_->live(), 0) << "BSTRs or variants were not freed";
     // COM keeps a spy as long as there is something that it has spied.
     if (spy_->live() != 0) static_cast<void>(spy_.release());
