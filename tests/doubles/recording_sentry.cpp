@@ -163,6 +163,7 @@ void RecordDetach(bool process_end) {
   Json::object members = {{"leaked", recorder.values.Owned()}, {"process_end", process_end}};
   if (!recorder.options.empty()) members["misuse"] = "options were never given to sentry_init";
   WriteLine("detach", std::move(members));
+  recorder.log = {};
 }
 
 }  // namespace
