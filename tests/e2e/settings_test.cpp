@@ -50,7 +50,8 @@ TEST_F(SettingsMessages, EachUnsetSettingIsLoggedBeforeTheOneDie) {
 
 TEST_F(SettingsMessages, OnlyTheUnsetSettingsAreLogged) {
   ServiceRun& run = Start();
-  StartRecording(run, Settings({{"video_fps", 0.9}, {"logging_level", "1"}}));
+  run.SendOdd(RecorderSettings(Settings({{"video_fps", 0.9}, {"logging_level", "1"}})).dump());
+  run.Send(Restart());
   ExpectCleanExit(run, 7);
   EXPECT_EQ(run.Texts(), (Texts{Failure("setting video_fps uninitialized"),
                                 Failure("setting logging_level uninitialized")}));
@@ -60,7 +61,7 @@ TEST_F(SettingsMessages, MergeNumbersAndTextsAndAlwaysTakeTheCursor) {
   // Given settings in pieces, one of which has a fraction and one of which turns the cursor on
   ServiceRun& run = Start();
   run.Send(RecorderSettings(Settings({{"capture_cursor", true}, {"video_fps", 30}})));
-  run.Send(RecorderSettings(Json::object{{"video_fps", 60.9}, {"capture_cursor", true}}));
+  run.SendOdd(RecorderSettings(Json::object{{"video_fps", 60.9}, {"capture_cursor", true}}).dump());
   run.Send(RecorderSettings(Json::object{{"audio_bitrate", 0}, {"capture_cursor", true}}));
   run.Send(Restart());
   EXPECT_TRUE(run.WaitForCall("gsdk_session_properties_destroy"));
@@ -106,8 +107,10 @@ TEST_F(SettingsMessages, ARestartBeforeTheSettingsUsesTheOldOnes) {
 }
 
 TEST_F(SettingsMessages, NegativeNumbersReachTheLibraryAsTheirBits) {
-  ServiceRun& run =
-      StartRecordingService({}, Settings({{"audio_bitrate", -1}, {"logging_level", -1}}));
+  ServiceRun& run = Start();
+  run.SendOdd(RecorderSettings(Settings({{"audio_bitrate", -1}, {"logging_level", -1}})).dump());
+  run.Send(Restart());
+  EXPECT_TRUE(run.WaitForCall("gsdk_session_properties_destroy"));
   ExpectCleanDie(run);
   EXPECT_EQ(SetValues(run, "audio_set_bitrate"), Texts{"4294967295"});
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_logging_set_global_level"),
