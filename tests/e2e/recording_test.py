@@ -5,6 +5,8 @@ does it, and checks the clip frame by frame.
     recording_test.py BIN_FOLDER [UNITTEST_ARGUMENT ...]
 """
 
+import contextlib
+import io
 import json
 import os
 import subprocess
@@ -92,7 +94,9 @@ class RecordingTest(unittest.TestCase):
             )
             self.assertEqual(recording.returncode, 0, recording.stdout)
             self.assertEqual(processes_marked(mark), [], "left running")
-            self.assertEqual(check_messages.main(SCHEMA, journal), 0)
+            with contextlib.redirect_stdout(io.StringIO()) as faults:
+                fitting = check_messages.main(SCHEMA, journal) == 0
+            self.assertTrue(fitting, faults.getvalue())
             with open(journal, encoding="utf-8") as file:
                 messages = [json.loads(line) for line in file]
         answers = [
