@@ -4,3 +4,10 @@ add_test(NAME e2e.Recording
   COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/recording_test.py
     ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 set_tests_properties(e2e.Recording PROPERTIES TIMEOUT 400 RUN_SERIAL TRUE)
+
+# Checks what went over the pipes of the end-to-end tests, where they were told to keep it.
+add_test(NAME e2e.Messages
+  COMMAND bash -c "[[ -d $CAPTURE_SERVICE_TRAFFIC ]] || exit 77; exec \"$@\" \"$CAPTURE_SERVICE_TRAFFIC\"" _
+    /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/check_messages.py
+    ${PROJECT_SOURCE_DIR}/docs/host-messages.schema.json)
+set_tests_properties(e2e.Messages PROPERTIES FIXTURES_REQUIRED traffic SKIP_RETURN_CODE 77)
