@@ -16,9 +16,7 @@ std::string Join(const std::vector<Facts>& devices, std::string Facts::*text) {
 }
 
 // The part before the first zero character.
-std::string UpToZero(const std::string& text) {
-  return text.substr(0, text.find('\0'));
-}
+std::string UpToZero(const std::string& text) { return text.substr(0, text.find('\0')); }
 
 bool HasText(const std::optional<std::string>& value) {
   return value.has_value() && !UpToZero(*value).empty();
