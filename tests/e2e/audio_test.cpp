@@ -1,4 +1,5 @@
 // The audio inputs of a session and the devices that they are bound to.
+#include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
 #include "tests/e2e/session_calls.h"
 
@@ -276,10 +277,14 @@ TEST_P(AudioListFailure, AtAnUpdateEndsTheService) {
 TEST_P(AudioListFailure, AtASessionStartEndsTheServiceAfterTheStart) {
   const BadAudioList& bad = GetParam();
   ServiceRun& run = Start({.script = Script(1)});
+  run.Send(ReportingSettings());
   StartRecording(run, Settings());
   EXPECT_EQ(run.WaitForExit(), bad.exit_code);
   EXPECT_EQ(run.Texts(),
             (Texts{Line("capture settings: " + GameCaptureSettings()), Failure(bad.message)}));
+  const std::string kind =
+      bad.exit_code == 3 ? "3 GSDKBadAudioInput" : "4 CannotParseAudioDeviceData";
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), kind, false));
   EXPECT_EQ(run.Calls().Imbalances(), LostTexts(std::string(bad.kind) == "audio_output" ? 1 : 2));
   const Texts calls = run.Calls().Calls();
   ASSERT_GE(calls.size(), 4U);

@@ -1,4 +1,5 @@
 // Errors that end the capture connection, packets that stop, and what the service does about them.
+#include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
 #include "tests/e2e/session_calls.h"
 
@@ -72,11 +73,13 @@ TEST_F(ConnectionError, HookInjectRetriesRestart) {
 TEST_F(ConnectionError, TheSixthHookInjectRetryEndsTheService) {
   ServiceRun& run = Start(
       {.script = Sessions({Session({Json::array(6, Error(28, "not hooked"))}), kQuietSession})});
+  run.Send(ReportingSettings());
   StartRecording(run, Settings());
   ExpectCleanExit(run, 18);
   const Texts expected = {
       kCapture, kRetry, kRetry, kRetry, kRetry, kRetry, Terminated("not hooked")};
   EXPECT_EQ(run.Texts(), expected);
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(expected, "18 GSDKHookInjectRetry", true));
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_err_message"), Texts{"gsdk_err_message(error6)"});
 }
 
@@ -95,7 +98,8 @@ struct FatalError {
   int code;
   Json message;
   std::string text;
-  std::uint32_t exit_code;
+  std::string kind;  // as reported: the failure's number, which is the exit code too, and name
+  bool as_info;
 };
 
 void PrintTo(const FatalError& error, std::ostream* out) { *out << error.name; }
@@ -107,19 +111,25 @@ TEST_P(FatalConnectionError, EndsTheServiceWithItsCode) {
   const FatalError& error = GetParam();
   const Json step = Json::object{{"error", error.code}, {"message", error.message}};
   ServiceRun& run = Start({.script = Sessions({Session({{step}})})});
+  run.Send(ReportingSettings());
   StartRecording(run, Settings());
-  ExpectCleanExit(run, error.exit_code);
-  EXPECT_EQ(run.Texts(), (Texts{kCapture, Terminated(error.text)}));
+  ExpectCleanExit(run, static_cast<std::uint32_t>(std::stoi(error.kind)));
+  const Texts expected = {kCapture, Terminated(error.text)};
+  EXPECT_EQ(run.Texts(), expected);
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_err_"), kCodeMessageAndFree);
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(expected, error.kind, error.as_info));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, FatalConnectionError,
-    ::testing::Values(FatalError{"MonitorCapture", 31, "monitor gone", "monitor gone", 21},
-                      FatalError{"Thirty", 30, "unknown \xC3\xBC", "unknown \xC3\xBC", 200},
-                      FatalError{"Zero", 0, "zero", "zero", 200},
-                      FatalError{"Negative", -8, "minus eight", "minus eight", 200},
-                      FatalError{"NoMessage", 30, Json(), "", 200}),
+    ::testing::Values(FatalError{"MonitorCapture", 31, "monitor gone", "monitor gone",
+                                 "21 GSDKMonitorCaptureFailed", true},
+                      FatalError{"Thirty", 30, "unknown \xC3\xBC", "unknown \xC3\xBC",
+                                 "200 GSDKGenericExitError", false},
+                      FatalError{"Zero", 0, "zero", "zero", "200 GSDKGenericExitError", false},
+                      FatalError{"Negative", -8, "minus eight", "minus eight",
+                                 "200 GSDKGenericExitError", false},
+                      FatalError{"NoMessage", 30, Json(), "", "200 GSDKGenericExitError", false}),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(ConnectionError, AnErrorWithoutAnObjectEndsTheService) {

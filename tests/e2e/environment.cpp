@@ -32,10 +32,12 @@ std::string Utf8FromPath(const std::filesystem::path& path) {
 
 TemporaryFolder::TemporaryFolder() {
   static std::atomic<int> counter = 0;
-  path_ = std::filesystem::temp_directory_path() /
-          (L"capture-service-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-           std::to_wstring(++counter));
-  std::filesystem::create_directories(path_);
+  // Process ids come again, and a run that was ended may have left its folder behind.
+  do {
+    path_ = std::filesystem::temp_directory_path() /
+            (L"capture-service-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+             std::to_wstring(++counter));
+  } while (!std::filesystem::create_directories(path_));
 }
 
 TemporaryFolder::~TemporaryFolder() {

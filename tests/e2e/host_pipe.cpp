@@ -20,6 +20,11 @@ std::wstring UniquePipeName() {
          std::to_wstring(++counter);
 }
 
+bool IsUtf8(std::string_view text) {
+  return text.empty() || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
+                                             static_cast<int>(text.size()), nullptr, 0) != 0;
+}
+
 // One overlapped operation that is waited for.
 struct Operation {
   OwnedHandle event{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
@@ -86,6 +91,7 @@ void HostPipe::SendBytes(std::string_view bytes) {
 }
 
 void HostPipe::Close() {
+  closing_ = true;
   // A read that begins after the cancelling is cancelled the next time round.
   while (reader_.joinable()) {
     CancelIoEx(pipe_.get(), nullptr);
@@ -127,7 +133,7 @@ void HostPipe::Read() {
     received_.push_back(std::move(text));
     changed_.notify_all();
   };
-  for (;;) {
+  while (!closing_) {
     std::array<unsigned char, 4> prefix = {};
     DWORD read = 0;
     if (!ReadPiece(prefix.data(), 4, read)) break;
@@ -175,7 +181,7 @@ bool HostPipe::ReadPiece(void* buffer, DWORD size, DWORD& read) {
 void HostPipe::Record(const char* direction, std::string_view text, bool odd) {
   const std::lock_guard lock(mutex_);
   transcript_.append(direction).append(": ").append(text).append("\n");
-  if (!journal_.is_open()) return;
+  if (!journal_.is_open() || !IsUtf8(text)) return;
   json11::Json::object line = {{"direction", direction}, {"text", std::string(text)}};
   if (odd) line["odd"] = true;
   journal_ << json11::Json(line).dump() << "\n" << std::flush;

@@ -3,11 +3,13 @@
 //
 // When the environment variable CAPTURE_SERVICE_TRAFFIC names a folder, every text in either
 // direction is also written there as a JSON line {"direction": "in"|"out", "text": ...}, seen from
-// the service, one file for each pipe. A text that no proper host would send also has "odd": true.
+// the service, one file for each pipe. A text that no proper host would send also has "odd": true;
+// what is not UTF-8 is left out.
 #pragma once
 
 #include <windows.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -74,6 +76,7 @@ class HostPipe {
   PipeMode mode_;
   capture_service::OwnedHandle pipe_;
   std::thread reader_;
+  std::atomic<bool> closing_ = false;
 
   mutable std::mutex mutex_;  // guards all below
   std::condition_variable changed_;

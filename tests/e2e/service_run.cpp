@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -12,11 +11,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kPollInterval{5};
 
-// A second name for the file where the file system has such, else a copy.
+// A copy, not a link: a file can't be removed while another run's program is the same file.
 void Place(const std::filesystem::path& file, const std::filesystem::path& destination) {
-  std::error_code error;
-  std::filesystem::create_hard_link(file, destination, error);
-  if (error) std::filesystem::copy_file(file, destination);
+  std::filesystem::copy_file(file, destination);
 }
 
 void WriteText(const std::filesystem::path& path, std::string_view text) {

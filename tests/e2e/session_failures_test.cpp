@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
 #include "tests/e2e/session_calls.h"
 
@@ -15,9 +16,15 @@ struct FailedStart {
   const char* name;
   Json settings;
   Json script;
-  Texts texts;  // what the host is told
-  std::uint32_t exit_code;
-  Texts calls;  // from the session's creation on; empty when the library is not called at all
+  Texts texts;       // what the host is told
+  std::string kind;  // as reported: the failure's number, which is the exit code too, and name
+  bool as_info;      // reported as a breadcrumb only
+  Texts calls;       // from the session's creation on; empty when the library is not called at all
+
+  std::uint32_t ExitCode() const {
+    const int code = std::atoi(kind.c_str());
+    return static_cast<std::uint32_t>(code);  // 0 for a kind without a number
+  }
 };
 
 void PrintTo(const FailedStart& failure, std::ostream* out) { *out << failure.name; }
@@ -27,10 +34,13 @@ class SessionFailure : public ServiceTest, public ::testing::WithParamInterface<
 TEST_P(SessionFailure, EndsTheServiceWithItsCode) {
   const FailedStart& failure = GetParam();
   ServiceRun& run = Start({.script = failure.script});
+  run.Send(ReportingSettings());
   StartRecording(run, failure.settings);
-  ExpectCleanExit(run, failure.exit_code);
+  ExpectCleanExit(run, failure.ExitCode());
   EXPECT_EQ(run.Texts(), failure.texts);
   EXPECT_EQ(run.Calls().Calls(), failure.calls);
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(failure.texts, failure.kind, failure.as_info));
+  EXPECT_EQ(ReportMisuses(run), Texts{});
 }
 
 constexpr int kNoWindow = 0x7FFE;
@@ -47,50 +57,57 @@ Json ListScript(const std::string& kind, const Json& answer) {
 }
 
 FailedStart FailedCreate(const char* name, int code, const std::string& prefix,
-                         std::uint32_t exit_code) {
+                         const std::string& kind, bool as_info) {
   return {name,
           Settings(),
           FailingCall("gsdk_session_create", code, "no luck"),
           {Failure(prefix + "no luck")},
-          exit_code,
+          kind,
+          as_info,
           Join({kLogging, {"gsdk_session_create(null, null) = false error1"}, kReadAndFree})};
 }
 
 FailedStart UnknownMode(const char* name, int mode, const std::string& text) {
-  return {name, Settings({{"recording_mode", mode}}),
-          {},   {Failure("unknown recording mode: " + text)},
-          10,   Join({SessionCalls().Create(), SessionCalls().DestroySessionOnly()})};
+  return {name,
+          Settings({{"recording_mode", mode}}),
+          {},
+          {Failure("unknown recording mode: " + text)},
+          "10 UnknownRecordingMode",
+          false,
+          Join({SessionCalls().Create(), SessionCalls().DestroySessionOnly()})};
 }
 
 // A monitor or window list that can't be had or read; `answer` is the library's text, or nothing
 // when the call fails.
 FailedStart FailedList(const char* name, int mode, const std::optional<Json>& answer,
-                       const std::string& message, std::uint32_t exit_code, int window = 0) {
-  const std::string kind = mode == 1 ? "monitor" : "window";
-  const SessionCalls calls = {.mode = kind};
-  Texts list_calls = {"gsdk_input_properties(" + kind + ") = true text1",
+                       const std::string& message, const std::string& kind) {
+  const std::string list = mode == 1 ? "monitor" : "window";
+  const SessionCalls calls = {.mode = list};
+  Texts list_calls = {"gsdk_input_properties(" + list + ") = true text1",
                       "gsdk_input_properties_free(text1)"};
   if (!answer) {
-    list_calls = Join({{"gsdk_input_properties(" + kind + ") = false error1"}, kMessageAndFree});
+    list_calls = Join({{"gsdk_input_properties(" + list + ") = false error1"}, kMessageAndFree});
   } else if (answer->is_null()) {
-    list_calls = {"gsdk_input_properties(" + kind + ") = true null"};
+    list_calls = {"gsdk_input_properties(" + list + ") = true null"};
   }
   return {name,
-          Settings({{"recording_mode", mode}, {"game_hwnd", window}}),
-          answer ? ListScript(kind, *answer) : FailingCall("gsdk_input_properties", 3, "no list"),
+          Settings({{"recording_mode", mode}}),
+          answer ? ListScript(list, *answer) : FailingCall("gsdk_input_properties", 3, "no list"),
           {Failure(message)},
-          exit_code,
+          kind,
+          false,
           Join({calls.Create(), calls.SetVideoInput(), list_calls, calls.DestroySessionOnly()})};
 }
 
 FailedStart FailedSessionStart(const char* name, int code, const std::string& prefix,
-                               std::uint32_t exit_code) {
+                               const std::string& kind, bool as_info) {
   const SessionCalls calls;
   return {name,
           Settings(),
           FailingCall("gsdk_session_start", code, "no start"),
           {Line(kGameCapture), Failure(prefix + "no start")},
-          exit_code,
+          kind,
+          as_info,
           Join({calls.Create(),
                 calls.SetVideoInput(),
                 calls.UpdateVideoInput(),
@@ -109,63 +126,79 @@ INSTANTIATE_TEST_SUITE_P(
                     Settings({{"game_pid", nullptr}}),
                     {},
                     {Failure("game record mode need to supply either a pid or hwnd")},
-                    8,
+                    "8 MissingGamePid",
+                    false,
                     {}},
         FailedStart{"WindowGone",
                     Settings({{"game_hwnd", kNoWindow}}),
                     {},
                     {Line("Window to record no longer exists, exiting")},
-                    0,
+                    "",
+                    true,
                     {}},
         FailedStart{"ProcessGone",
                     Settings({{"game_pid", 0x7FFFFFF0}}),
                     {},
                     {Failure("Process to record no longer exists, exiting")},
-                    0,
+                    "Recording Process",
+                    true,
                     {}},
-        FailedCreate("CreateWithoutEncoder", 15, "No valid encoder found on session creation:", 22),
-        FailedCreate("Create", 16, "Create session failed: ", 9),
-        FailedCreate("CreateWithCodeZero", 0, "Create session failed: ", 9),
+        FailedCreate("CreateWithoutEncoder", 15,
+                     "No valid encoder found on session creation:", "22 GSDKEncoderNotFound", true),
+        FailedCreate("Create", 16, "Create session failed: ", "9 GSDKSessionCreateFailed", false),
+        FailedCreate("CreateWithCodeZero", 0,
+                     "Create session failed: ", "9 GSDKSessionCreateFailed", false),
         UnknownMode("ModeFour", 4, "4"), UnknownMode("NegativeMode", -1, "4294967295"),
         FailedStart{"SetVideoInput",
                     Settings(),
                     FailingCall("gsdk_session_set_video_input", 15, "no \"type\""),
                     {Failure("Setting video input type failed: no \"type\"")},
-                    11,
+                    "11 GSDKSetVideoInputFailed",
+                    false,
                     Join({SessionCalls().Create(),
                           {"gsdk_session_set_video_input(session1, game) = false error1"},
                           kMessageAndFree,
                           SessionCalls().DestroySessionOnly()})},
-        FailedList("MonitorList", 1, std::nullopt, "getting monitors failed: no list", 12),
+        FailedList("MonitorList", 1, std::nullopt, "getting monitors failed: no list",
+                   "12 GSDKReadMonitorPropertiesFailed"),
         FailedList("MonitorListNull", 1, Json(),
-                   "error parsing gsdk_input_properties json: null input", 13),
-        FailedList("MonitorListMalformed", 1, "{\"monitor\": ", ParseError("{\"monitor\": "), 13),
-        FailedList("MonitorListEmpty", 1, "", ParseError(""), 13),
-        FailedList("MonitorListJsonNull", 1, "null", ParseError("null"), 13),
-        FailedList("WindowList", 3, std::nullopt, "getting windows failed: no list", 14),
+                   "error parsing gsdk_input_properties json: null input",
+                   "13 CannotParseMonitorData"),
+        FailedList("MonitorListMalformed", 1, "{\"monitor\": ", ParseError("{\"monitor\": "),
+                   "13 CannotParseMonitorData"),
+        FailedList("MonitorListEmpty", 1, "", ParseError(""), "13 CannotParseMonitorData"),
+        FailedList("MonitorListJsonNull", 1, "null", ParseError("null"),
+                   "13 CannotParseMonitorData"),
+        FailedList("WindowList", 3, std::nullopt, "getting windows failed: no list",
+                   "14 GSDKReadWindowPropertiesFailed"),
         FailedList("WindowListNull", 3, Json(),
-                   "error parsing gsdk_input_properties json: null input", 15),
-        FailedList("WindowListMalformed", 3, "[1, 2", ParseError("[1, 2"), 15),
-        FailedList("WindowListJsonNull", 3, " null ", ParseError(" null "), 15),
+                   "error parsing gsdk_input_properties json: null input",
+                   "15 CannotParseWindowData"),
+        FailedList("WindowListMalformed", 3, "[1, 2", ParseError("[1, 2"),
+                   "15 CannotParseWindowData"),
+        FailedList("WindowListJsonNull", 3, " null ", ParseError(" null "),
+                   "15 CannotParseWindowData"),
         FailedList("WindowNotListed", 3, R"({"window": {"values": [{"value": {"hwnd": 5}}]}})",
-                   "Window (0.000000) not found??? failing.", 20),
+                   "Window (0.000000) not found??? failing.", "20 CannotFindWindow"),
         FailedList("WindowListWithoutValues", 3, "{}", "Window (0.000000) not found??? failing.",
-                   20),
+                   "20 CannotFindWindow"),
         FailedStart{"UpdateVideoInputHopeless",
                     Settings(),
                     FailingCall("gsdk_session_update_video_input", 24, "no hope"),
                     {Line(kGameCapture),
                      Failure("[game] Could not set video input after updates, failing")},
-                    16,
+                    "16 FailedToSetVideoInput",
+                    true,
                     Join({SessionCalls().Create(),
                           SessionCalls().SetVideoInput(),
                           {"gsdk_session_update_video_input(session1, " + GameCaptureSettings() +
                                ") = false error1",
                            "gsdk_err_code(error1)", "gsdk_err_free(error1)"},
                           SessionCalls().DestroySessionOnly()})},
-        FailedSessionStart("StartWithoutEncoder", 15,
-                           "No valid encoder found on session creation:", 22),
-        FailedSessionStart("Start", 14, "Failed to start session: ", 17)),
+        FailedSessionStart("StartWithoutEncoder", 15, "No valid encoder found on session creation:",
+                           "22 GSDKEncoderNotFound", true),
+        FailedSessionStart("Start", 14, "Failed to start session: ", "17 GSDKSessionStartFailed",
+                           false)),
     [](const auto& test) { return test.param.name; });
 
 class SessionStart : public ServiceTest {
