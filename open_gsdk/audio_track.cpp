@@ -21,7 +21,7 @@ CodecContext OpenEncoder(const AudioEncoding& encoding) {
   context->sample_rate = encoding.sample_rate;
   context->time_base = {1, encoding.sample_rate};
   context->bit_rate = encoding.bit_rate;
-  context->ch_layout = AV_CHANNEL_LAYOUT_STEREO;
+  av_channel_layout_default(&context->ch_layout, 2);
   context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   const int error = avcodec_open2(context.get(), codec, nullptr);
   if (error < 0) {

@@ -18,7 +18,7 @@ class AudioTrack {
   // Throws Failure with kNoEncoder when the encoder cannot be opened.
   AudioTrack(const std::string& name, const AudioEncoding& encoding);
 
-  const AudioFormat& format() const { return format_; }
+  [[nodiscard]] const AudioFormat& format() const { return format_; }
 
   struct Output {
     std::int64_t time_ns;  // on the same clock as the times passed in
@@ -38,7 +38,7 @@ class AudioTrack {
 
  private:
   // The length of this many samples.
-  std::int64_t DurationNs(std::int64_t samples) const;
+  [[nodiscard]] std::int64_t DurationNs(std::int64_t samples) const;
 
   CodecContext context_;
   Frame silence_;

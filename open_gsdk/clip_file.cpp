@@ -19,11 +19,12 @@ namespace {
 // Exists until it is renamed, or else until this object goes.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(std::wstring path) : path_(std::move(path)) {
-    file_ = capture_service::OwnFile(CreateFileW(path_.c_str(), GENERIC_WRITE | DELETE, 0, nullptr,
-                                                 CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
-    exists_ = file_ != nullptr;
-  }
+  explicit TemporaryFile(std::wstring path)
+      : path_(std::move(path)),
+        file_(
+            capture_service::OwnFile(CreateFileW(path_.c_str(), GENERIC_WRITE | DELETE, 0, nullptr,
+                                                 CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr))),
+        exists_(file_ != nullptr) {}
   ~TemporaryFile() {
     file_.reset();
     if (exists_) DeleteFileW(path_.c_str());
@@ -31,7 +32,7 @@ class TemporaryFile {
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  bool exists() const { return exists_; }
+  [[nodiscard]] bool exists() const { return exists_; }
 
   bool WriteAt(std::int64_t position, std::span<const std::uint8_t> bytes) {
     OVERLAPPED where{};
@@ -39,7 +40,7 @@ class TemporaryFile {
     where.OffsetHigh = static_cast<DWORD>(position >> 32);
     DWORD written = 0;
     return WriteFile(file_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                     &where) &&
+                     &where) != FALSE &&
            written == bytes.size();
   }
 
@@ -59,7 +60,7 @@ class TemporaryFile {
  private:
   std::wstring path_;
   capture_service::OwnedHandle file_;
-  bool exists_ = false;
+  bool exists_;
 };
 
 std::wstring TemporaryName(const std::wstring& target) {

@@ -40,7 +40,7 @@ struct EncodedPacket {
   std::int64_t dropped_ns = 0;  // what of this stream was lost right before this packet
   std::vector<std::uint8_t> data;
 
-  bool IsVideo() const { return stream == 0; }
+  [[nodiscard]] bool IsVideo() const { return stream == 0; }
 };
 
 using SharedPacket = std::shared_ptr<const EncodedPacket>;

@@ -26,7 +26,7 @@ class Failure : public std::runtime_error {
  public:
   Failure(ErrorCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
 
-  ErrorCode code() const { return code_; }
+  [[nodiscard]] ErrorCode code() const { return code_; }
 
  private:
   ErrorCode code_;

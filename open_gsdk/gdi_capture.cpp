@@ -18,7 +18,7 @@ class WindowDc {
   WindowDc(const WindowDc&) = delete;
   WindowDc& operator=(const WindowDc&) = delete;
 
-  HDC get() const { return dc_; }
+  [[nodiscard]] HDC get() const { return dc_; }
 
  private:
   HWND window_;
@@ -36,8 +36,8 @@ class IconInfo {
   IconInfo(const IconInfo&) = delete;
   IconInfo& operator=(const IconInfo&) = delete;
 
-  bool valid() const { return valid_; }
-  POINT hot_spot() const {
+  [[nodiscard]] bool valid() const { return valid_; }
+  [[nodiscard]] POINT hot_spot() const {
     return {static_cast<LONG>(info_.xHotspot), static_cast<LONG>(info_.yHotspot)};
   }
 
@@ -86,7 +86,8 @@ GrabResult GdiCapture::GrabWindow(const VideoSource& source) {
 bool GdiCapture::Copy(HWND window, POINT from, Size size) {
   const WindowDc source(window);
   return source.get() != nullptr && Resize(size) &&
-         BitBlt(dc_.get(), 0, 0, size.width, size.height, source.get(), from.x, from.y, SRCCOPY);
+         BitBlt(dc_.get(), 0, 0, size.width, size.height, source.get(), from.x, from.y, SRCCOPY) !=
+             FALSE;
 }
 
 bool GdiCapture::Resize(Size size) {

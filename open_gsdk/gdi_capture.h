@@ -27,7 +27,7 @@ class GdiCapture {
   GrabResult Grab(const VideoSource& source);
 
   // What the last Grab with kPicture saw; valid until the next Grab.
-  Image image() const { return {pixels_, size_}; }
+  [[nodiscard]] Image image() const { return {pixels_, size_}; }
 
  private:
   struct DcDeleter {

@@ -12,7 +12,7 @@ struct Image {
   const std::uint8_t* pixels = nullptr;
   Size size;
 
-  int Stride() const { return size.width * 4; }
+  [[nodiscard]] int Stride() const { return size.width * 4; }
 };
 
 }  // namespace open_gsdk

@@ -13,10 +13,10 @@ namespace {
 std::atomic<gsdk_log_callback> log_callback{nullptr};
 std::atomic<std::int32_t> log_level{static_cast<std::int32_t>(LogLevel::kInfo)};
 
-void OnFfmpegLine(void*, int level, const char* format, va_list arguments) {
+void OnFfmpegLine(void* /*context*/, int level, const char* format, va_list arguments) {
   if (level > AV_LOG_ERROR) return;
   std::array<char, 512> line{};
-  std::vsnprintf(line.data(), line.size(), format, arguments);
+  if (std::vsnprintf(line.data(), line.size(), format, arguments) < 0) return;
   std::string text(line.data());
   while (!text.empty() && text.back() == '\n') text.pop_back();
   Log(LogLevel::kWarning, "ffmpeg: " + text);

@@ -5,7 +5,7 @@
 namespace open_gsdk {
 namespace {
 
-BOOL CALLBACK AddMonitor(HMONITOR handle, HDC, LPRECT, LPARAM list) {
+BOOL CALLBACK AddMonitor(HMONITOR handle, HDC /*dc*/, LPRECT /*area*/, LPARAM list) {
   MONITORINFOEXW info{};
   info.cbSize = sizeof(info);
   if (GetMonitorInfoW(handle, &info)) {

@@ -21,7 +21,9 @@ class PacketRing {
   void Push(SharedPacket packet);
 
   // Oldest first, in the order of the pushes.
-  std::vector<SharedPacket> Packets() const { return {packets_.begin(), packets_.end()}; }
+  [[nodiscard]] std::vector<SharedPacket> Packets() const {
+    return {packets_.begin(), packets_.end()};
+  }
 
  private:
   void DropOld();

@@ -17,7 +17,10 @@ namespace open_gsdk {
 // Any thread. The functions throw Failure, with kInvalidHandle for a call in the wrong order.
 class Session {
  public:
+  Session() = default;
   ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   void SetVideoInput(const std::string& type);
   void UpdateVideoInput(const std::string& settings);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 #include "open_gsdk/failure.h"
 
@@ -61,7 +60,7 @@ AudioEncoding ChooseAudioEncoding(const SessionProperties& properties) {
   const std::uint32_t sample_rate = *std::min_element(
       kSampleRates.begin(), kSampleRates.end(), [wanted](std::uint32_t left, std::uint32_t right) {
         const auto distance = [wanted](std::uint32_t rate) {
-          return std::llabs(static_cast<long long>(rate) - wanted);
+          return rate > wanted ? rate - wanted : wanted - rate;
         };
         return distance(left) < distance(right);
       });

@@ -18,7 +18,7 @@ class TickTimer {
   bool WaitUntil(std::chrono::steady_clock::time_point deadline);
 
   void Stop();
-  bool stopped() const { return stopped_; }
+  [[nodiscard]] bool stopped() const { return stopped_; }
 
  private:
   std::atomic<bool> stopped_{false};

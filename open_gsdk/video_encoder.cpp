@@ -1,6 +1,7 @@
 #include "open_gsdk/video_encoder.h"
 
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <new>
 #include <string>
@@ -81,7 +82,8 @@ void VideoEncoder::SetPicture(const Image& image) {
   for (std::size_t plane = 0; plane < 3; ++plane) {
     const int shift = plane == 0 ? 0 : 1;
     target_stride[plane] = picture_->linesize[plane];
-    target[plane] = picture_->data[plane] + (placement_.top >> shift) * picture_->linesize[plane] +
+    target[plane] = picture_->data[plane] +
+                    std::ptrdiff_t{placement_.top >> shift} * picture_->linesize[plane] +
                     (placement_.left >> shift);
   }
   const int rows = sws_scale(scaler_.get(), source.data(), source_stride.data(), 0,

@@ -19,7 +19,7 @@ class VideoEncoder {
   // Throws Failure with kNoEncoder when the encoder cannot be opened.
   explicit VideoEncoder(const VideoEncoding& encoding);
 
-  const VideoFormat& format() const { return format_; }
+  [[nodiscard]] const VideoFormat& format() const { return format_; }
 
   // Makes `image` the current picture, fitted into the encoded size. Until the first call the
   // current picture is black. Throws Failure with kCaptureFailed.

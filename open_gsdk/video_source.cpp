@@ -52,11 +52,11 @@ bool ProcessRuns(DWORD process_id) {
       OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
   if (!process) return GetLastError() != ERROR_INVALID_PARAMETER;
   DWORD exit_code = 0;
-  return !GetExitCodeProcess(process.get(), &exit_code) || exit_code == STILL_ACTIVE;
+  return GetExitCodeProcess(process.get(), &exit_code) == FALSE || exit_code == STILL_ACTIVE;
 }
 
 void UseMainWindow(VideoSource& source, DWORD process_id) {
-  if (const HWND window = FindMainWindow(process_id); window != nullptr) {
+  if (HWND window = FindMainWindow(process_id); window != nullptr) {
     UseWindow(source, window);
     return;
   }
@@ -87,28 +87,28 @@ InputType InputTypeFromName(const std::string& name) {
   throw Failure(ErrorCode::kInvalidArgument, "unknown type of video input: " + name);
 }
 
-VideoSource ReadVideoSource(InputType type, const std::string& text) {
+VideoSource ReadVideoSource(InputType type, const std::string& settings) {
   std::string error;
-  const Json settings = Json::parse(text, error);
+  const Json parsed = Json::parse(settings, error);
   if (!error.empty()) {
     throw Failure(ErrorCode::kMalformedJson, "the video input settings are no JSON: " + error);
   }
   VideoSource source;
-  source.cursor = ReadFlag(settings, "cursor");
+  source.cursor = ReadFlag(parsed, "cursor");
   switch (type) {
     case InputType::kMonitor:
-      UseMonitor(source, settings["monitor"]);
+      UseMonitor(source, parsed["monitor"]);
       break;
     case InputType::kWindow:
-      UseWindow(source, capture_service::WindowFromNumber(ReadNumber(settings["window"], "hwnd")));
+      UseWindow(source, capture_service::WindowFromNumber(ReadNumber(parsed["window"], "hwnd")));
       break;
     case InputType::kGame:
       // Nothing is injected into the game, with or without "anticheat".
-      ReadFlag(settings, "anticheat");
-      if (settings["game"]["hwnd"].is_null()) {
-        UseMainWindow(source, ReadNumber(settings["game"], "pid"));
+      ReadFlag(parsed, "anticheat");
+      if (parsed["game"]["hwnd"].is_null()) {
+        UseMainWindow(source, ReadNumber(parsed["game"], "pid"));
       } else {
-        UseWindow(source, capture_service::WindowFromNumber(ReadNumber(settings["game"], "hwnd")));
+        UseWindow(source, capture_service::WindowFromNumber(ReadNumber(parsed["game"], "hwnd")));
       }
       break;
   }
