@@ -19,7 +19,7 @@ std::string Join(const std::vector<Facts>& devices, std::string Facts::*text) {
 std::string UpToZero(const std::string& text) { return text.substr(0, text.find('\0')); }
 
 bool HasText(const std::optional<std::string>& value) {
-  return value.has_value() && !UpToZero(*value).empty();
+  return value.has_value() && !value->empty();
 }
 
 }  // namespace

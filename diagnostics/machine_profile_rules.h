@@ -53,7 +53,8 @@ std::string AdapterMemoryText(std::optional<std::int32_t> adapter_ram,
                               std::optional<std::uint64_t> driver_memory);
 
 // BIOS_VERSION from its three parts, each cut at its first zero character, when all of them are
-// there; MOBO_MODEL and MOBO_VENDOR as they stand. A value that is missing or empty gives no tag.
+// there; MOBO_MODEL and MOBO_VENDOR as they stand. A value that is missing or has no character at
+// all gives no tag; a zero character is one.
 MachineProfile FirmwareTags(const FirmwareFacts& firmware);
 
 // TOTAL_RAM: a decimal number of bytes; empty for none.

@@ -131,7 +131,7 @@ TEST(FirmwareTags, HaveNoBiosVersionWithoutEachOfItsParts) {
        {&FirmwareFacts::bios_vendor, &FirmwareFacts::bios_version,
         &FirmwareFacts::bios_release_date}) {
     for (const std::optional<std::string>& value :
-         {std::optional<std::string>(), std::optional(""s), std::optional("\0"s)}) {
+         {std::optional<std::string>(), std::optional(""s)}) {
       FirmwareFacts firmware = CompleteFirmware();
       firmware.*part = value;
       EXPECT_EQ(FirmwareTags(firmware),
@@ -142,7 +142,7 @@ TEST(FirmwareTags, HaveNoBiosVersionWithoutEachOfItsParts) {
 
 TEST(FirmwareTags, LeaveOutABoardValueThatIsMissingOrEmpty) {
   for (const std::optional<std::string>& value :
-       {std::optional<std::string>(), std::optional(""s), std::optional("\0"s)}) {
+       {std::optional<std::string>(), std::optional(""s)}) {
     FirmwareFacts firmware = CompleteFirmware();
     firmware.system_product_name = value;
     EXPECT_EQ(FirmwareTags(firmware),
@@ -154,6 +154,17 @@ TEST(FirmwareTags, LeaveOutABoardValueThatIsMissingOrEmpty) {
               (MachineProfile{{"BIOS_VERSION", "Firm Ware Inc. F16e 03/24/2023"},
                               {"MOBO_MODEL", "B-550\0"s}}));
   }
+}
+
+// An empty text of the registry is read with its terminator.
+TEST(FirmwareTags, TakeALoneZeroForAText) {
+  EXPECT_EQ(
+      FirmwareTags({.system_manufacturer = "\0"s,
+                    .system_product_name = "\0"s,
+                    .bios_vendor = "\0"s,
+                    .bios_version = "\0"s,
+                    .bios_release_date = "\0"s}),
+      (MachineProfile{{"BIOS_VERSION", "  "}, {"MOBO_MODEL", "\0"s}, {"MOBO_VENDOR", "\0"s}}));
 }
 
 TEST(FirmwareTags, AreAbsentWithoutAnyValue) { EXPECT_EQ(FirmwareTags({}), MachineProfile{}); }
