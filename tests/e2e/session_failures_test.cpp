@@ -35,7 +35,8 @@ TEST_P(SessionFailure, EndsTheServiceWithItsCode) {
   const FailedStart& failure = GetParam();
   ServiceRun& run = Start({.script = failure.script});
   run.Send(ReportingSettings());
-  StartRecording(run, failure.settings);
+  run.SendOdd(RecorderSettings(failure.settings).dump());
+  run.Send(Restart());
   ExpectCleanExit(run, failure.ExitCode());
   EXPECT_EQ(run.Texts(), failure.texts);
   EXPECT_EQ(run.Calls().Calls(), failure.calls);
