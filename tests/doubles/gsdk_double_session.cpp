@@ -137,9 +137,7 @@ class StepRunner {
 
 }  // namespace
 
-void SetLogCallback(gsdk_log_callback callback) {
-  log_callback = callback;
-}
+void SetLogCallback(gsdk_log_callback callback) { log_callback = callback; }
 
 void CallLogCallback(std::int32_t level, const json11::Json& text) {
   const gsdk_log_callback callback = log_callback;
