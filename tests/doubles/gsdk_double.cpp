@@ -20,9 +20,7 @@ json11::Json TextOrNull(const char* text) {
   return text == nullptr ? json11::Json() : json11::Json(text);
 }
 
-json11::Json Number(std::uint32_t number) {
-  return static_cast<double>(number);
-}
+json11::Json Number(std::uint32_t number) { return static_cast<double>(number); }
 
 void LogCall(const char* name, json11::Json::array arguments, json11::Json::object more = {}) {
   more["call"] = name;
@@ -212,9 +210,7 @@ void gsdk_logging_set_callback(gsdk_log_callback callback) {
   PlainCall(__func__, {callback ? "callback" : "null"});
 }
 
-void gsdk_logging_set_global_level(std::int32_t level) {
-  PlainCall(__func__, {level});
-}
+void gsdk_logging_set_global_level(std::int32_t level) { PlainCall(__func__, {level}); }
 
 void gsdk_recorder_set_duration(gsdk_recorder* recorder, std::uint32_t milliseconds) {
   Live(recorder, __func__);

@@ -92,18 +92,10 @@ class FixedText {
 
 }  // namespace
 
-gsdk_session* NewSession() {
-  return New<gsdk_session>(Kind::kSession);
-}
-gsdk_properties* NewProperties() {
-  return New<gsdk_properties>(Kind::kProperties);
-}
-gsdk_recorder* NewRecorder() {
-  return New<gsdk_recorder>(Kind::kRecorder);
-}
-gsdk_audio_input* NewAudioInput() {
-  return New<gsdk_audio_input>(Kind::kAudioInput);
-}
+gsdk_session* NewSession() { return New<gsdk_session>(Kind::kSession); }
+gsdk_properties* NewProperties() { return New<gsdk_properties>(Kind::kProperties); }
+gsdk_recorder* NewRecorder() { return New<gsdk_recorder>(Kind::kRecorder); }
+gsdk_audio_input* NewAudioInput() { return New<gsdk_audio_input>(Kind::kAudioInput); }
 
 gsdk_error* NewError(std::int32_t code, std::optional<std::string> message) {
   auto* error = New<gsdk_error>(Kind::kError);
@@ -146,12 +138,8 @@ bool IsLive(const void* object) {
   return found != nullptr && found->alive;
 }
 
-bool GiveBack(Object* object, const char* call) {
-  return GiveBackAddress(object, call);
-}
-bool GiveBackText(const char* text, const char* call) {
-  return GiveBackAddress(text, call);
-}
+bool GiveBack(Object* object, const char* call) { return GiveBackAddress(object, call); }
+bool GiveBackText(const char* text, const char* call) { return GiveBackAddress(text, call); }
 
 bool GiveBackPacket(gsdk_encoded_packet* packet) {
   if (packet == nullptr || !packet->alive.exchange(false)) {
