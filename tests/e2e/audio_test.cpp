@@ -268,7 +268,7 @@ TEST_P(AudioListFailure, AtAnUpdateEndsTheService) {
   ServiceRun& run = StartRecordingService({.script = Script(2)}, Settings());
   run.Send(ChangeAudio());
   EXPECT_EQ(run.WaitForExit(), bad.exit_code);
-  EXPECT_EQ(run.Texts().back(), Failure(bad.message));
+  EXPECT_EQ(Last(run.Texts()), Failure(bad.message));
   // The inputs are not asked for after a failure of the outputs.
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_input_properties(").size(), is_output ? 3U : 4U);
   EXPECT_EQ(run.Calls().Imbalances(), LostTexts(is_output ? 3 : 4));

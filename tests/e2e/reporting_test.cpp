@@ -354,7 +354,7 @@ TEST_F(Reporting, AHungSessionIsAnEventWithoutABreadcrumbBeforeTheShutdown) {
                    "event Error 201 JoinThreadError: gsdk thread timed out when trying to stop, "
                    "dieing hard..."}));
   const Texts calls = Calls(run);
-  EXPECT_EQ(calls.back(), ShutDown().front());
+  EXPECT_EQ(Last(calls), ShutDown().front());
   EXPECT_EQ(std::count(calls.begin(), calls.end(), ShutDown().front()), 1);
 }
 
@@ -374,12 +374,12 @@ TEST_F(Reporting, TheVersionIsThatOfTheLoadedLibrary) {
   ServiceRun& without = Start({.library = LibraryFile::kNoVersion});
   without.Send(ReportingSettings());
   ExpectCleanDie(without);
-  EXPECT_EQ(ReportCalls(without, "sentry_set_tag").back(), Tag("GsdkVersion", ""));
+  EXPECT_EQ(Last(ReportCalls(without, "sentry_set_tag")), Tag("GsdkVersion", ""));
 
   ServiceRun& fallen_back = Start({.more_arguments = {L"C:\\no\\such\\library.dll"}});
   fallen_back.Send(ReportingSettings());
   ExpectCleanDie(fallen_back);
-  EXPECT_EQ(ReportCalls(fallen_back, "sentry_set_tag").back(), Tag("GsdkVersion", "3.7.12.0"));
+  EXPECT_EQ(Last(ReportCalls(fallen_back, "sentry_set_tag")), Tag("GsdkVersion", "3.7.12.0"));
 }
 
 }  // namespace

@@ -99,6 +99,8 @@ Texts Join(const std::vector<Texts>& lists) {
   return joined;
 }
 
+std::string Last(const Texts& texts) { return texts.empty() ? "" : texts.back(); }
+
 Json FailingCall(const std::string& name, std::int32_t code, const std::string& message, int n) {
   return Json::object{
       {"calls", Json::object{{name, Json::array{Json::object{

@@ -63,6 +63,9 @@ std::string ParseError(const std::string& text);
 // One list after the other.
 Texts Join(const std::vector<Texts>& lists);
 
+// The last text; empty when there is none.
+std::string Last(const Texts& texts);
+
 // A script in which the n-th call of `name` fails.
 Json FailingCall(const std::string& name, std::int32_t code, const std::string& message, int n = 1);
 

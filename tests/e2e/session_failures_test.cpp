@@ -264,7 +264,7 @@ TEST_F(SessionStart, TheFourthRetryCanStillSucceed) {
       Settings());
   ExpectCleanDie(run);
   EXPECT_EQ(run.Texts().size(), 13U);
-  EXPECT_EQ(run.Texts().back(), Line(kGameCapture));
+  EXPECT_EQ(Last(run.Texts()), Line(kGameCapture));
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_session_update_video_input").size(), 5U);
 }
 
@@ -297,7 +297,7 @@ TEST_F(SessionStart, AWindowThatGoesBetweenTwoAttemptsEndsTheService) {
   EXPECT_EQ(run.Texts(), (Texts{Line(capture), Line("Set video input settings failed: not yet"),
                                 Line("Retrying..."), Line(capture),
                                 Line("Window to record no longer exists, exiting")}));
-  EXPECT_EQ(run.Calls().Calls().back(), "gsdk_session_destroy(session1)");
+  EXPECT_EQ(Last(run.Calls().Calls()), "gsdk_session_destroy(session1)");
 }
 
 TEST_F(SessionStart, ADieDuringTheRetriesKeepsItsCode) {
@@ -350,7 +350,7 @@ TEST_F(SessionStart, AnErrorWithoutAMessageHasAnEmptyOne) {
                                                       Json::array{Json::object{{"code", 1}}}}}}}});
   StartRecording(run, Settings());
   ExpectCleanExit(run, 17);
-  EXPECT_EQ(run.Texts().back(), Failure("Failed to start session: "));
+  EXPECT_EQ(Last(run.Texts()), Failure("Failed to start session: "));
 }
 
 TEST_F(SessionStart, AFailedRestartTearsTheOldSessionDownFirst) {

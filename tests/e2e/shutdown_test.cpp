@@ -93,7 +93,7 @@ TEST_F(Shutdown, AllObjectsGoBackBeforeTheLibraryIsUnloaded) {
   EXPECT_EQ(log.Made("session"), 1);
   EXPECT_EQ(log.Made("recorder"), 1);
   EXPECT_EQ(log.Made("properties"), 1);
-  EXPECT_EQ(log.Calls().back(), "gsdk_recorder_destroy(recorder1)");
+  EXPECT_EQ(Last(log.Calls()), "gsdk_recorder_destroy(recorder1)");
 }
 
 TEST_F(Shutdown, TheHostLeavingTearsTheSessionDown) {
