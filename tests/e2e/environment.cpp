@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <system_error>
+#include <thread>
 
 namespace e2e {
 
@@ -41,8 +42,14 @@ TemporaryFolder::TemporaryFolder() {
 }
 
 TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
+  // A process lets its files and its working folder go a moment after it has ended.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  std::error_code error;
+  do {
+    std::filesystem::remove_all(path_, error);
+    if (!std::filesystem::exists(path_, error)) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  } while (std::chrono::steady_clock::now() < deadline);
 }
 
 }  // namespace e2e

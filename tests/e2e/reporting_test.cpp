@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <optional>
 
 #include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
@@ -26,13 +27,14 @@ const Texts kHostTags = {Tag("BETA_ENABLED", "true"),
                          Tag("GUID", "guid-1"),
                          Tag("GsdkVersion", "3.7.12.0")};
 
-// The text of a value under the firmware's registry key; empty when there is none.
-std::string FirmwareText(const wchar_t* name) {
+// A text under the firmware's registry key; nothing when there is none. A text that is there counts
+// even when it has no characters.
+std::optional<std::string> FirmwareText(const wchar_t* name) {
   std::array<wchar_t, 512> text = {};
   DWORD size = sizeof(text);
   if (RegGetValueW(HKEY_LOCAL_MACHINE, L"HARDWARE\\DESCRIPTION\\System\\BIOS", name, RRF_RT_REG_SZ,
                    nullptr, text.data(), &size) != ERROR_SUCCESS) {
-    return {};
+    return std::nullopt;
   }
   return Utf8FromPath(std::filesystem::path(text.data()));
 }
@@ -121,24 +123,24 @@ TEST_F(Reporting, TheProfileTellsOfTheMachine) {
   }
   EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << Json(names).dump();
 
-  // The firmware's tags are there as far as the registry has them.
+  // The firmware's tags are there as far as the registry has them, also when they are empty there.
   Texts expected = {"CPU_NAME",   "CPU_VENDOR",        "GPU_DRIVER_VERSION", "GPU_NAME",
                     "GPU_RAM",    "GPU_SCHEDULING",    "GPU_VENDOR",         "OS_ARCH",
                     "OS_VERSION", "PROCESS_ELEVATION", "TOTAL_RAM"};
-  const std::string vendor = FirmwareText(L"BIOSVendor");
-  const std::string version = FirmwareText(L"BIOSVersion");
-  const std::string date = FirmwareText(L"BIOSReleaseDate");
-  if (!vendor.empty() && !version.empty() && !date.empty()) {
+  const std::optional<std::string> vendor = FirmwareText(L"BIOSVendor");
+  const std::optional<std::string> version = FirmwareText(L"BIOSVersion");
+  const std::optional<std::string> date = FirmwareText(L"BIOSReleaseDate");
+  if (vendor && version && date) {
     expected.push_back("BIOS_VERSION");
-    EXPECT_EQ(tags["BIOS_VERSION"], vendor + " " + version + " " + date);
+    EXPECT_EQ(tags["BIOS_VERSION"], *vendor + " " + *version + " " + *date);
   }
   const std::vector<std::pair<const wchar_t*, std::string>> board_tags = {
       {L"SystemProductName", "MOBO_MODEL"}, {L"SystemManufacturer", "MOBO_VENDOR"}};
   for (const auto& [value, tag] : board_tags) {
-    const std::string text = FirmwareText(value);
-    if (text.empty()) continue;
+    const std::optional<std::string> text = FirmwareText(value);
+    if (!text) continue;
     expected.push_back(tag);
-    EXPECT_EQ(tags[tag], text);
+    EXPECT_EQ(tags[tag], *text);
   }
   std::sort(expected.begin(), expected.end());
   EXPECT_EQ(names, expected);
