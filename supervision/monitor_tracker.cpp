@@ -4,6 +4,7 @@
 
 #include <future>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <utility>
 

@@ -42,14 +42,18 @@ TemporaryFolder::TemporaryFolder() {
 }
 
 TemporaryFolder::~TemporaryFolder() {
-  // A process lets its files and its working folder go a moment after it has ended.
+  // A process lets its files and its working folder go a moment after it has ended. The folder goes
+  // last and only once it is empty: Wine forgets the removal of a folder that still is in use and
+  // has files in it.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   std::error_code error;
-  do {
-    std::filesystem::remove_all(path_, error);
-    if (!std::filesystem::exists(path_, error)) return;
+  while (!std::filesystem::is_empty(path_, error) && std::chrono::steady_clock::now() < deadline) {
+    for (const auto& entry : std::filesystem::directory_iterator(path_, error)) {
+      std::filesystem::remove_all(entry.path(), error);
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  } while (std::chrono::steady_clock::now() < deadline);
+  }
+  std::filesystem::remove(path_, error);
 }
 
 }  // namespace e2e

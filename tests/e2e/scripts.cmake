@@ -1,3 +1,5 @@
+# The tests that are scripts: they need a Linux machine with Wine.
+
 # Records the demo game with everything that is built, and checks the clip. Alone, since it compares
 # what was drawn with what was captured.
 add_test(NAME e2e.Recording
@@ -11,3 +13,8 @@ add_test(NAME e2e.Messages
     /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/check_messages.py
     ${PROJECT_SOURCE_DIR}/docs/host-messages.schema.json)
 set_tests_properties(e2e.Messages PROPERTIES FIXTURES_REQUIRED traffic SKIP_RETURN_CODE 77)
+
+# What the service is as a file.
+add_test(NAME e2e.Image
+  COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/image_test.py
+    ${CMAKE_OBJDUMP} $<TARGET_FILE:CaptureService>)
