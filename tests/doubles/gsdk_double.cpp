@@ -302,6 +302,7 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* reserved) {
     WriteLine({{"attach", true}});
   } else if (reason == DLL_PROCESS_DETACH) {
     WriteAccountAndDetach(reserved == nullptr ? "free_library" : "process_end");
+    CloseLog();
   }
   return TRUE;
 }

@@ -19,7 +19,7 @@ struct Log {
   int callers = 0;
 };
 
-// Neither destroyed nor closed: the last line is written while the library is unloaded.
+// Never destroyed: the last line is written while the library is unloaded.
 Log& TheLog() {
   static Log& log = *new Log;
   return log;
@@ -54,6 +54,11 @@ void OpenLog() {
   log.file = CreateFileW(path.c_str(), FILE_APPEND_DATA,
                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                          OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+void CloseLog() {
+  const HANDLE file = std::exchange(TheLog().file, INVALID_HANDLE_VALUE);
+  if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
 }
 
 void WriteLine(json11::Json::object members) {

@@ -28,6 +28,9 @@ std::filesystem::path EnvironmentPath(const wchar_t* name);
 // Opens the log. Called once, while the library is loaded.
 void OpenLog();
 
+// Closes the log for good. Called last, while the library is unloaded.
+void CloseLog();
+
 // Appends one line. Any thread, but not while the library is unloaded.
 void WriteLine(json11::Json::object members);
 
