@@ -48,8 +48,9 @@ Json StackTrace(void* const* addresses, std::size_t count) {
 
 std::string HexText(std::size_t number) {
   std::array<char, 16> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number, 16).ptr;
-  return "0x" + std::string(digits.data(), end);
+  const auto* const end =
+      std::to_chars(digits.data(), digits.data() + digits.size(), number, 16).ptr;
+  return "0x" + std::string(static_cast<const char*>(digits.data()), end);
 }
 
 }  // namespace local_sentry

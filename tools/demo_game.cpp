@@ -9,7 +9,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
+#include <iostream>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -88,15 +90,17 @@ class Game {
     ShowWindow(window_, SW_SHOWNORMAL);
     SetForegroundWindow(window_);
     std::puts("The window is open.");
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
   }
 
   static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
     if (message == WM_NCCREATE) {
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how Windows passes it.
       const auto* const created = reinterpret_cast<const CREATESTRUCTW*>(lparam);
       SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(created->lpCreateParams));
     }
     const auto* const game =
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how Windows keeps it.
         reinterpret_cast<const Game*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     switch (message) {
       case WM_ERASEBKGND:
@@ -149,7 +153,7 @@ class Game {
     if (size.cx != scene_.size().cx || size.cy != scene_.size().cy) scene_ = Scene(size);
     ++frame_;
     scene_.Draw(frame_, static_cast<double>(frame_) / options_.fps);
-    const HDC target = GetDC(window_);
+    HDC target = GetDC(window_);
     scene_.Show(target);
     ReleaseDC(window_, target);
   }
@@ -165,9 +169,9 @@ std::pair<LONG, LONG> ReadPair(const std::string& text, char separator) {
   int first = 0;
   int second = 0;
   char found = 0;
-  char rest = 0;
-  if (std::sscanf(text.c_str(), "%d%c%d%c", &first, &found, &second, &rest) != 3 ||
-      found != separator) {
+  std::istringstream stream(text);
+  stream >> first >> found >> second;
+  if (!stream || stream.get() != std::istringstream::traits_type::eof() || found != separator) {
     throw CLI::ValidationError("\"" + text + "\" is not two numbers with '" + separator +
                                "' between them.");
   }
@@ -209,7 +213,7 @@ int Main(const std::vector<std::string>& arguments) {
   } catch (const CLI::ParseError& mistake) {
     return app.exit(mistake) == 0 ? 0 : 2;
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "demo_game: %s\n", failure.what());
+    std::cerr << "demo_game: " << failure.what() << std::endl;
     return 1;
   }
 }

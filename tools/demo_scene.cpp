@@ -135,7 +135,7 @@ Canvas::Canvas(SIZE size) : size_(size), dc_(CreateCompatibleDC(nullptr)) {
 }
 
 Scene::Scene(SIZE size) : backdrop_(size), picture_(size) {
-  const HDC canvas = backdrop_.dc();
+  HDC canvas = backdrop_.dc();
   DrawSky(canvas, size);
   DrawDisc(canvas, size.cx * 7 / 10, Scaled(size, 0.58), Scaled(size, 0.10), RGB(255, 214, 130));
   DrawMountains(canvas, size, 0.26, 9, RGB(118, 76, 110));
@@ -175,7 +175,7 @@ void Scene::DrawGround(double seconds) {
 void Scene::DrawBalls(double seconds) {
   constexpr std::array<COLORREF, 3> kColors{RGB(236, 84, 72), RGB(250, 200, 66), RGB(96, 170, 240)};
   for (std::size_t i = 0; i < kColors.size(); ++i) {
-    const double rank = static_cast<double>(i);
+    const auto rank = static_cast<double>(i);
     const double hop = std::abs(std::sin(seconds * (2.6 - 0.4 * rank) + rank));
     const double sway = std::sin(seconds * (0.5 + 0.13 * rank) + rank * 2 * std::numbers::pi / 3);
     const int radius = Scaled(size(), 0.06);

@@ -19,8 +19,8 @@ class Canvas {
   // Throws std::runtime_error when there is no memory for it.
   explicit Canvas(SIZE size);
 
-  HDC dc() const { return dc_.get(); }
-  SIZE size() const { return size_; }
+  [[nodiscard]] HDC dc() const { return dc_.get(); }
+  [[nodiscard]] SIZE size() const { return size_; }
 
  private:
   struct DcDeleter {
@@ -38,7 +38,7 @@ class Scene {
  public:
   explicit Scene(SIZE size);
 
-  SIZE size() const { return picture_.size(); }
+  [[nodiscard]] SIZE size() const { return picture_.size(); }
 
   // Draws frame number `frame`, whose place in the animation is `seconds`.
   void Draw(std::uint32_t frame, double seconds);

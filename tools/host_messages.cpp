@@ -123,6 +123,7 @@ std::string SettingsMessage(const std::vector<std::string>& assignments) {
 
 std::vector<std::string_view> SettingsKeys() {
   std::vector<std::string_view> keys;
+  keys.reserve(std::size(kSettings));
   for (const Setting& setting : kSettings) keys.push_back(setting.key);
   return keys;
 }

@@ -205,7 +205,7 @@ bool ServiceProcess::SendBytes(std::string_view bytes) {
     }
   }
   DWORD transferred = 0;
-  return GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE) &&
+  return GetOverlappedResult(pipe_.get(), &operation, &transferred, TRUE) != FALSE &&
          transferred == bytes.size();
 }
 

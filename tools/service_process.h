@@ -70,7 +70,7 @@ class ServiceProcess {
   // afterwards; returns when the receiving thread has ended.
   void CloseConnection();
 
-  std::uint32_t process_id() const { return process_id_; }
+  [[nodiscard]] std::uint32_t process_id() const { return process_id_; }
 
  private:
   void CreatePipe();

@@ -34,6 +34,7 @@ BOOL CALLBACK CollectWindow(HWND window, LPARAM list) {
   if (!IsWindowVisible(window)) return TRUE;
   GameWindow described = Describe(window);
   if (!described.title.empty()) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how Windows passes it.
     reinterpret_cast<std::vector<GameWindow>*>(list)->push_back(std::move(described));
   }
   return TRUE;
