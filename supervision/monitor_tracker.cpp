@@ -64,7 +64,6 @@ void WatchWindow(std::uint32_t window, std::promise<std::uint32_t> ready) {
   // A message posted before the thread has a queue would be lost; looking for one makes the queue.
   MSG message{};
   PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_NOREMOVE);
-  ready.set_value(GetCurrentThreadId());
 
   {
     DWORD process = 0;
@@ -72,6 +71,7 @@ void WatchWindow(std::uint32_t window, std::promise<std::uint32_t> ready) {
     const std::unique_ptr<HWINEVENTHOOK, Unhooker> hook(
         SetWinEventHook(EVENT_OBJECT_LOCATIONCHANGE, EVENT_OBJECT_LOCATIONCHANGE, nullptr,
                         OnLocationChange, process, thread, WINEVENT_OUTOFCONTEXT));
+    ready.set_value(GetCurrentThreadId());
     RunMessageLoop();
   }
 

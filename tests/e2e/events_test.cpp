@@ -1,4 +1,6 @@
 // The control events and how their members are read.
+#include <thread>
+
 #include "tests/e2e/service_test.h"
 #include "tests/e2e/session_calls.h"
 
@@ -114,9 +116,14 @@ TEST_F(Events, OnlyTheFirstOfTwoDiesCounts) {
   EXPECT_EQ(run.WaitForExit(), 11U);
 }
 
+// Nothing shows that a restart has begun its three seconds of sleep: half of them are long enough
+// for it to have begun, and leave as much until it ends.
+void WaitIntoARestart() { std::this_thread::sleep_for(std::chrono::milliseconds(1500)); }
+
 TEST_F(Events, ADieWhileARestartSleepsFinishesTheStartAndTearsItDown) {
   ServiceRun& run = Start();
   StartRecording(run, Settings());
+  WaitIntoARestart();
   run.Send(Die(13));
   ExpectCleanExit(run, 13);
   EXPECT_EQ(run.Calls().Calls(), Join({SessionCalls().WholeStart(), SessionCalls().Destroy()}));
@@ -127,6 +134,7 @@ TEST_F(Events, CommandsQueuedAfterTheOneThatRunsAreNotCarriedOutAfterADie) {
   StartRecording(run, Settings());
   run.Send(Restart());
   run.Send(Restart());
+  WaitIntoARestart();
   run.Send(Die(14));
   ExpectCleanExit(run, 14);
   EXPECT_EQ(run.Calls().TimesOf("gsdk_session_create").size(), 1U);
