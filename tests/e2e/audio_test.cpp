@@ -58,7 +58,7 @@ TEST_F(Audio, AddsAndBindsThreeSources) {
       StartRecordingService({.script = Lists({{"Headset", "Other", "Speakers"}}, {{"Microphone"}})},
                             Settings(kThreeDevices));
   ExpectCleanDie(run);
-  EXPECT_EQ(run.Texts(), Texts{Line("capture settings: " + GameCaptureSettings())});
+  EXPECT_EQ(run.Texts(), Texts{GameCaptureLine()});
   const SessionCalls calls;
   EXPECT_EQ(run.Calls().Calls(),
             Join({calls.Create(),
@@ -108,8 +108,7 @@ TEST_F(Audio, AFailedInputIsLoggedAndLeftOut) {
   script["calls"] = FailingCall("gsdk_session_add_audio_input", 15, "no input", 2)["calls"];
   ServiceRun& run = StartRecordingService({.script = script}, Settings(kThreeDevices));
   ExpectCleanDie(run);
-  EXPECT_EQ(run.Texts(), (Texts{Line("capture settings: " + GameCaptureSettings()),
-                                Failure("Add audio input failed: no input")}));
+  EXPECT_EQ(run.Texts(), (Texts{GameCaptureLine(), Failure("Add audio input failed: no input")}));
   EXPECT_EQ(Tracks(run), Texts{"gsdk_session_properties_audio_set_tracks_ids(properties1, 2, "
                                "[\"Game\", \"Mic\"])"});
   EXPECT_EQ(Bindings(run), (Texts{Binding("audio_input1", "Speakers"), Binding("null", "Headset"),
@@ -206,8 +205,8 @@ TEST_F(Audio, AFailedBindingIsLoggedKeptAndDoesNotStopTheOthers) {
   ServiceRun& run = StartRecordingService({.script = script}, Settings(kThreeDevices));
   Change(run, Json::object{});
   ExpectCleanDie(run);
-  EXPECT_EQ(run.Texts(), (Texts{Line("capture settings: " + GameCaptureSettings()),
-                                Failure("Update audio settings failed: unplugged")}));
+  EXPECT_EQ(run.Texts(),
+            (Texts{GameCaptureLine(), Failure("Update audio settings failed: unplugged")}));
   EXPECT_EQ(Bindings(run),
             (Texts{Binding("audio_input1", "Speakers", false, "error1"),
                    Binding("audio_input2", "Headset"), Binding("audio_input3", "Microphone")}));
@@ -280,8 +279,7 @@ TEST_P(AudioListFailure, AtASessionStartEndsTheServiceAfterTheStart) {
   run.Send(ReportingSettings());
   StartRecording(run, Settings());
   EXPECT_EQ(run.WaitForExit(), bad.exit_code);
-  EXPECT_EQ(run.Texts(),
-            (Texts{Line("capture settings: " + GameCaptureSettings()), Failure(bad.message)}));
+  EXPECT_EQ(run.Texts(), (Texts{GameCaptureLine(), Failure(bad.message)}));
   const std::string kind =
       bad.exit_code == 3 ? "3 GSDKBadAudioInput" : "4 CannotParseAudioDeviceData";
   EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), kind, false));

@@ -23,7 +23,6 @@ Json Session(const std::vector<Json::array>& threads) {
 Json Sessions(const Json::array& sessions) { return Json::object{{"sessions", sessions}}; }
 
 const Json kQuietSession = Json::object{};
-const std::string kCapture = Line("capture settings: " + GameCaptureSettings());
 const std::string kRetry = Line("gsdk_hook_inject_retry exception, Retrying...");
 const Texts kCodeAndFree = {"gsdk_err_code(error1)", "gsdk_err_free(error1)"};
 const Texts kCodeMessageAndFree = {"gsdk_err_code(error1)", "gsdk_err_message(error1)",
@@ -43,7 +42,7 @@ TEST_P(RestartingError, RestartsWithoutALine) {
       Settings());
   EXPECT_TRUE(run.WaitForCall("gsdk_session_properties_destroy", 2));
   ExpectCleanDie(run);
-  EXPECT_EQ(run.Texts(), (Texts{kCapture, kCapture}));
+  EXPECT_EQ(run.Texts(), (Texts{GameCaptureLine(), GameCaptureLine()}));
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_err_"), kCodeAndFree);
   const CallLog log = run.Calls();
   EXPECT_GE(log.TimesOf("gsdk_session_create").at(1),
@@ -68,7 +67,7 @@ TEST_F(ConnectionError, HookInjectRetriesRestart) {
       {.script = Sessions({Session({{Error(28, "not hooked")}}), kQuietSession})}, Settings());
   EXPECT_TRUE(run.WaitForCall("gsdk_session_properties_destroy", 2));
   ExpectCleanDie(run);
-  EXPECT_EQ(run.Texts(), (Texts{kCapture, kRetry, kCapture}));
+  EXPECT_EQ(run.Texts(), (Texts{GameCaptureLine(), kRetry, GameCaptureLine()}));
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_err_"), kCodeAndFree);
 }
 
@@ -78,8 +77,8 @@ TEST_F(ConnectionError, TheSixthHookInjectRetryEndsTheService) {
   run.Send(ReportingSettings());
   StartRecording(run, Settings());
   ExpectCleanExit(run, 18);
-  const Texts expected = {
-      kCapture, kRetry, kRetry, kRetry, kRetry, kRetry, Terminated("not hooked")};
+  const Texts expected = {GameCaptureLine(),       kRetry, kRetry, kRetry, kRetry, kRetry,
+                          Terminated("not hooked")};
   EXPECT_EQ(run.Texts(), expected);
   // The worker may have begun with the first restart, whose session then adds a breadcrumb.
   Texts incidents = Incidents(run);
@@ -93,8 +92,8 @@ TEST_F(ConnectionError, HookInjectRetriesAddUpAcrossSessions) {
                                                Session({{Error(28, "sixth")}}), kQuietSession})});
   StartRecording(run, Settings());
   ExpectCleanExit(run, 18);
-  EXPECT_EQ(run.Texts(), (Texts{kCapture, kRetry, kRetry, kRetry, kRetry, kRetry, kCapture,
-                                Terminated("sixth")}));
+  EXPECT_EQ(run.Texts(), (Texts{GameCaptureLine(), kRetry, kRetry, kRetry, kRetry, kRetry,
+                                GameCaptureLine(), Terminated("sixth")}));
 }
 
 // An error that ends the service.
@@ -119,7 +118,7 @@ TEST_P(FatalConnectionError, EndsTheServiceWithItsCode) {
   run.Send(ReportingSettings());
   StartRecording(run, Settings());
   ExpectCleanExit(run, static_cast<std::uint32_t>(std::stoi(error.kind)));
-  const Texts expected = {kCapture, Terminated(error.text)};
+  const Texts expected = {GameCaptureLine(), Terminated(error.text)};
   EXPECT_EQ(run.Texts(), expected);
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_err_"), kCodeMessageAndFree);
   EXPECT_EQ(Incidents(run), ExpectedIncidents(expected, error.kind, error.as_info));
@@ -142,7 +141,7 @@ TEST_F(ConnectionError, AnErrorWithoutAnObjectEndsTheService) {
       {.script = Sessions({Session({{Json::object{{"error", 8}, {"error_object", false}}}})})});
   StartRecording(run, Settings());
   ExpectCleanExit(run, 200);
-  EXPECT_EQ(run.Texts(), (Texts{kCapture, Terminated("")}));
+  EXPECT_EQ(run.Texts(), (Texts{GameCaptureLine(), Terminated("")}));
 }
 
 TEST_F(ConnectionError, ErrorsFromManyThreadsAreEachFreedOnce) {
@@ -202,9 +201,9 @@ TEST_F(Packets, ThatStopForTenSecondsRestartTheSession) {
       {.script = Sessions({Session({{PacketStep(3)}}), kQuietSession})}, Settings());
   EXPECT_TRUE(run.WaitForCall("gsdk_session_properties_destroy", 2));
   ExpectCleanDie(run);
-  EXPECT_EQ(
-      run.Texts(),
-      (Texts{kCapture, Line("No recording packets seen within timeout, restarting"), kCapture}));
+  EXPECT_EQ(run.Texts(),
+            (Texts{GameCaptureLine(), Line("No recording packets seen within timeout, restarting"),
+                   GameCaptureLine()}));
   const CallLog log = run.Calls();
   EXPECT_GE(log.TimesOf("gsdk_session_create").at(1),
             log.TimesOf("gsdk_encoded_packet_release").at(2) + 13'000'000);

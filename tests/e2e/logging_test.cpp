@@ -27,7 +27,7 @@ TEST_F(LibraryLog, LinesReachTheHostAsTheyStand) {
       Settings());
   EXPECT_TRUE(run.WaitForTextCount(1 + lines.size()));
   ExpectCleanDie(run);
-  Texts expected = {Line("capture settings: " + GameCaptureSettings())};
+  Texts expected = {GameCaptureLine()};
   for (const std::string& line : lines) expected.push_back(Line(line));
   EXPECT_EQ(run.Texts(), expected);
 }
@@ -47,8 +47,7 @@ TEST_F(LibraryLog, LinesComeInOrderWithTheServicesOwn) {
   EXPECT_TRUE(run.WaitForTextCount(4));
   ExpectCleanDie(run);
   EXPECT_EQ(run.Texts(),
-            (Texts{Line("creating"), Line("created"),
-                   Line("capture settings: " + GameCaptureSettings()), Line("updating")}));
+            (Texts{Line("creating"), Line("created"), GameCaptureLine(), Line("updating")}));
 }
 
 TEST_F(LibraryLog, ANullLineIsAnEmptyOne) {
@@ -59,7 +58,7 @@ TEST_F(LibraryLog, ANullLineIsAnEmptyOne) {
       Settings());
   EXPECT_TRUE(run.WaitForTextCount(2));
   ExpectCleanDie(run);
-  EXPECT_EQ(run.Texts(), (Texts{Line(""), Line("capture settings: " + GameCaptureSettings())}));
+  EXPECT_EQ(run.Texts(), (Texts{Line(""), GameCaptureLine()}));
 }
 
 TEST_F(LibraryLog, LinesOfManyThreadsComeWholeAndInTheirOrder) {

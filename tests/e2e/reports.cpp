@@ -30,6 +30,12 @@ Texts ReportCalls(const ServiceRun& run, const std::string& prefix) {
   return calls;
 }
 
+std::string TagCall(const std::string& name, const std::string& value) {
+  return "sentry_set_tag " + Json(Json::object{{"name", name}, {"value", value}}).dump();
+}
+
+std::string ShutDownCall() { return R"(sentry_shutdown {"leaked": [], "result": 0})"; }
+
 Texts Incidents(const ServiceRun& run) {
   Texts incidents;
   for (const Json& line : run.Reports()) {

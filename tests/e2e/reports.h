@@ -17,6 +17,10 @@ Json ReportingSettings(const Json::object& changes = {});
 // `sentry_set_tag {"name": "GUID", "value": "1"}`.
 Texts ReportCalls(const ServiceRun& run, const std::string& prefix = "sentry_");
 
+// One such call that sets a tag, and the one that shuts the SDK down with nothing left over.
+std::string TagCall(const std::string& name, const std::string& value);
+std::string ShutDownCall();
+
 // The breadcrumbs and events in order, each as "info: text", "error: text" (breadcrumbs by level)
 // or "event type: value".
 Texts Incidents(const ServiceRun& run);

@@ -26,6 +26,8 @@ void PlaceLibrary(LibraryFile library, const std::filesystem::path& folder) {
   switch (library) {
     case LibraryFile::kDouble:
       return Place(doubles / "gsdk.dll", destination);
+    case LibraryFile::kOpen:
+      return Place(ProgramFolder() / "gsdk.dll", destination);
     case LibraryFile::kNoVersion:
       return Place(doubles / "no_version" / "gsdk.dll", destination);
     case LibraryFile::kMissingExport:

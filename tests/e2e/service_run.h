@@ -24,6 +24,7 @@ using json11::Json;
 // What stands as gsdk.dll beside the service's program.
 enum class LibraryFile {
   kDouble,         // the scripted library
+  kOpen,           // the open library, which really records
   kNoVersion,      // the same without a version resource
   kMissingExport,  // the same without the entry point that is bound last
   kNotALibrary,    // a text file

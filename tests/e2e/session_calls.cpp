@@ -3,6 +3,10 @@
 namespace e2e {
 namespace {
 
+Texts SetLogging() {
+  return {"gsdk_logging_set_callback(callback)", "gsdk_logging_set_global_level(0)"};
+}
+
 std::string Numbered(const char* kind, int number) { return kind + std::to_string(number); }
 
 }  // namespace
@@ -12,9 +16,17 @@ std::string GameCaptureSettings() {
          std::to_string(GetCurrentProcessId()) + "}}";
 }
 
+std::string GameCaptureLine() { return Line("capture settings: " + GameCaptureSettings()); }
+
 Texts SessionCalls::Create() const {
-  return {"gsdk_logging_set_callback(callback)", "gsdk_logging_set_global_level(0)",
-          "gsdk_session_create(null, null) = true " + Numbered("session", session)};
+  return Join(
+      {SetLogging(), {"gsdk_session_create(null, null) = true " + Numbered("session", session)}});
+}
+
+Texts SessionCalls::FailedCreate() {
+  return Join({SetLogging(),
+               {"gsdk_session_create(null, null) = false error1", "gsdk_err_code(error1)",
+                "gsdk_err_message(error1)", "gsdk_err_free(error1)"}});
 }
 
 Texts SessionCalls::SetVideoInput() const {

@@ -17,6 +17,8 @@ struct SessionCalls {
 
   // Up to and with the creation of the session.
   Texts Create() const;
+  // A creation that fails; its error is the first.
+  static Texts FailedCreate();
   // The choice of the video input's type.
   Texts SetVideoInput() const;
   Texts UpdateVideoInput() const;
@@ -36,5 +38,8 @@ struct SessionCalls {
 
 // The capture settings of game mode for Settings().
 std::string GameCaptureSettings();
+
+// What the host is told of them.
+std::string GameCaptureLine();
 
 }  // namespace e2e

@@ -1,9 +1,5 @@
-// Every way in which a session start fails: what the host is told, what the library is asked, and
-// what the service ends with.
-#include <windows.h>
-
-#include <array>
-
+// Every way in which a session start fails at once: what the host is told, what the library is
+// asked, and what the service ends with.
 #include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
 #include "tests/e2e/session_calls.h"
@@ -46,11 +42,7 @@ TEST_P(SessionFailure, EndsTheServiceWithItsCode) {
 
 constexpr int kNoWindow = 0x7FFE;
 
-const Texts kLogging = {"gsdk_logging_set_callback(callback)", "gsdk_logging_set_global_level(0)"};
-const Texts kReadAndFree = {"gsdk_err_code(error1)", "gsdk_err_message(error1)",
-                            "gsdk_err_free(error1)"};
 const Texts kMessageAndFree = {"gsdk_err_message(error1)", "gsdk_err_free(error1)"};
-const std::string kGameCapture = "capture settings: " + GameCaptureSettings();
 
 // A script with one answer to the question for the list of `kind`.
 Json ListScript(const std::string& kind, const Json& answer) {
@@ -65,7 +57,7 @@ FailedStart FailedCreate(const char* name, int code, const std::string& prefix,
           {Failure(prefix + "no luck")},
           kind,
           as_info,
-          Join({kLogging, {"gsdk_session_create(null, null) = false error1"}, kReadAndFree})};
+          SessionCalls::FailedCreate()};
 }
 
 FailedStart UnknownMode(const char* name, int mode, const std::string& text) {
@@ -106,7 +98,7 @@ FailedStart FailedSessionStart(const char* name, int code, const std::string& pr
   return {name,
           Settings(),
           FailingCall("gsdk_session_start", code, "no start"),
-          {Line(kGameCapture), Failure(prefix + "no start")},
+          {GameCaptureLine(), Failure(prefix + "no start")},
           kind,
           as_info,
           Join({calls.Create(),
@@ -183,188 +175,24 @@ INSTANTIATE_TEST_SUITE_P(
                    "Window (0.000000) not found??? failing.", "20 CannotFindWindow"),
         FailedList("WindowListWithoutValues", 3, "{}", "Window (0.000000) not found??? failing.",
                    "20 CannotFindWindow"),
-        FailedStart{"UpdateVideoInputHopeless",
-                    Settings(),
-                    FailingCall("gsdk_session_update_video_input", 24, "no hope"),
-                    {Line(kGameCapture),
-                     Failure("[game] Could not set video input after updates, failing")},
-                    "16 FailedToSetVideoInput",
-                    true,
-                    Join({SessionCalls().Create(),
-                          SessionCalls().SetVideoInput(),
-                          {"gsdk_session_update_video_input(session1, " + GameCaptureSettings() +
-                               ") = false error1",
-                           "gsdk_err_code(error1)", "gsdk_err_free(error1)"},
-                          SessionCalls().DestroySessionOnly()})},
+        FailedStart{
+            "UpdateVideoInputHopeless",
+            Settings(),
+            FailingCall("gsdk_session_update_video_input", 24, "no hope"),
+            {GameCaptureLine(), Failure("[game] Could not set video input after updates, failing")},
+            "16 FailedToSetVideoInput",
+            true,
+            Join({SessionCalls().Create(),
+                  SessionCalls().SetVideoInput(),
+                  {"gsdk_session_update_video_input(session1, " + GameCaptureSettings() +
+                       ") = false error1",
+                   "gsdk_err_code(error1)", "gsdk_err_free(error1)"},
+                  SessionCalls().DestroySessionOnly()})},
         FailedSessionStart("StartWithoutEncoder", 15, "No valid encoder found on session creation:",
                            "22 GSDKEncoderNotFound", true),
         FailedSessionStart("Start", 14, "Failed to start session: ", "17 GSDKSessionStartFailed",
                            false)),
     [](const auto& test) { return test.param.name; });
-
-class SessionStart : public ServiceTest {
- protected:
-  static Json AlwaysFailingUpdate(const Json::object& more = {}) {
-    Json::object rule = {{"code", 1}, {"message", "not yet"}};
-    rule.insert(more.begin(), more.end());
-    return Json::object{
-        {"calls", Json::object{{"gsdk_session_update_video_input", Json::array{Json(rule)}}}}};
-  }
-
-  // A program that ends with a code of one's choice.
-  static std::filesystem::path Shell() {
-    std::array<wchar_t, MAX_PATH> folder = {};
-    GetSystemDirectoryW(folder.data(), MAX_PATH);
-    return std::filesystem::path(folder.data()) / "cmd.exe";
-  }
-
-  static Texts FailedUpdate(int error, bool read_message) {
-    const std::string name = "error" + std::to_string(error);
-    Texts calls = {
-        "gsdk_session_update_video_input(session1, " + GameCaptureSettings() + ") = false " + name,
-        "gsdk_err_code(" + name + ")"};
-    if (read_message) calls.push_back("gsdk_err_message(" + name + ")");
-    calls.push_back("gsdk_err_free(" + name + ")");
-    return calls;
-  }
-};
-
-TEST_F(SessionStart, FiveFailingVideoInputUpdatesEndTheService) {
-  ServiceRun& run = Start({.script = AlwaysFailingUpdate()});
-  StartRecording(run, Settings());
-  ExpectCleanExit(run, 16);
-  Texts texts;
-  for (int attempt = 1; attempt <= 4; ++attempt) {
-    texts.push_back(Line(kGameCapture));
-    texts.push_back(Line("Set video input settings failed: not yet"));
-    texts.push_back(Line("Retrying..."));
-  }
-  texts.push_back(Line(kGameCapture));
-  texts.push_back(Failure("[game] Could not set video input after updates, failing"));
-  EXPECT_EQ(run.Texts(), texts);
-
-  const SessionCalls calls;
-  EXPECT_EQ(run.Calls().Calls(),
-            Join({calls.Create(), calls.SetVideoInput(), FailedUpdate(1, true),
-                  FailedUpdate(2, true), FailedUpdate(3, true), FailedUpdate(4, true),
-                  FailedUpdate(5, false), calls.DestroySessionOnly()}));
-  // A second between two attempts, and after the last too
-  std::vector<std::int64_t> times = run.Calls().TimesOf("gsdk_session_update_video_input");
-  times.push_back(run.Calls().TimesOf("gsdk_session_destroy").at(0));
-  for (std::size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i], times[i - 1] + 1'000'000);
-}
-
-TEST_F(SessionStart, TheFourthRetryCanStillSucceed) {
-  Json::array rules;
-  for (int n = 1; n <= 4; ++n) {
-    rules.push_back(Json::object{{"n", n}, {"code", 25}, {"message", "not yet"}});
-  }
-  ServiceRun& run = StartRecordingService(
-      {.script = Json::object{{"calls", Json::object{{"gsdk_session_update_video_input", rules}}}}},
-      Settings());
-  ExpectCleanDie(run);
-  EXPECT_EQ(run.Texts().size(), 13U);
-  EXPECT_EQ(Last(run.Texts()), Line(kGameCapture));
-  EXPECT_EQ(run.Calls().CallsThatStart("gsdk_session_update_video_input").size(), 5U);
-}
-
-TEST_F(SessionStart, ALaterHopelessVideoInputFailsAtOnce) {
-  ServiceRun& run = Start(
-      {.script = Json::object{
-           {"calls",
-            Json::object{{"gsdk_session_update_video_input",
-                          Json::array{Json::object{{"n", 1}, {"code", 2}, {"message", "once"}},
-                                      Json::object{{"code", 24}, {"message", "no"}}}}}}}});
-  StartRecording(run, Settings());
-  ExpectCleanExit(run, 16);
-  EXPECT_EQ(run.Texts(),
-            (Texts{Line(kGameCapture), Line("Set video input settings failed: once"),
-                   Line("Retrying..."), Line(kGameCapture),
-                   Failure("[game] Could not set video input after updates, failing")}));
-}
-
-TEST_F(SessionStart, AWindowThatGoesBetweenTwoAttemptsEndsTheService) {
-  TestWindow window;
-  ServiceRun& run = Start({.script = AlwaysFailingUpdate({{"wait_file", "go"}})});
-  StartRecording(run, Settings({{"game_hwnd", window.Number()}}));
-  ASSERT_TRUE(run.WaitForCall("gsdk_session_update_video_input"));
-  const std::string capture =
-      R"(capture settings: {"anticheat": true, "cursor": false, "game": {"hwnd": )" +
-      std::to_string(window.Number()) + "}}";
-  window.Destroy();
-  run.Touch("go");
-  ExpectCleanExit(run, 0);
-  EXPECT_EQ(run.Texts(), (Texts{Line(capture), Line("Set video input settings failed: not yet"),
-                                Line("Retrying..."), Line(capture),
-                                Line("Window to record no longer exists, exiting")}));
-  EXPECT_EQ(Last(run.Calls().Calls()), "gsdk_session_destroy(session1)");
-}
-
-TEST_F(SessionStart, ADieDuringTheRetriesKeepsItsCode) {
-  ServiceRun& run = Start({.script = AlwaysFailingUpdate()});
-  StartRecording(run, Settings());
-  ASSERT_TRUE(run.WaitForText(Line("Retrying...")));
-  ExpectCleanDie(run, 21);
-}
-
-TEST_F(SessionStart, AProcessThatEndedEndsTheServiceWhileItsHandleIsOpen) {
-  const ChildProcess ended({.program = Shell(), .arguments = {L"/c", L"exit", L"5"}});
-  ASSERT_EQ(ended.WaitForExit(kLimit), 5U);
-  ServiceRun& run = Start();
-  StartRecording(run, Settings({{"game_pid", static_cast<int>(ended.Id())}}));
-  ExpectCleanExit(run, 0);
-  EXPECT_EQ(run.Texts(), Texts{Failure("Process to record no longer exists, exiting")});
-}
-
-TEST_F(SessionStart, AProcessThatEndedWith259CountsAsAlive) {
-  const ChildProcess ended({.program = Shell(), .arguments = {L"/c", L"exit", L"259"}});
-  ASSERT_EQ(ended.WaitForExit(kLimit), 259U);
-  ServiceRun& run =
-      StartRecordingService({}, Settings({{"game_pid", static_cast<int>(ended.Id())}}));
-  ExpectCleanDie(run);
-}
-
-TEST_F(SessionStart, AWindowNumberIsWrittenWithSixDecimals) {
-  const TestWindow window;
-  ServiceRun& run = Start();
-  StartRecording(run, Settings({{"recording_mode", 3}, {"game_hwnd", window.Number()}}));
-  ExpectCleanExit(run, 20);
-  EXPECT_EQ(run.Texts(), Texts{Failure("Window (" + std::to_string(window.Number()) +
-                                       ".000000) not found??? failing.")});
-}
-
-TEST_F(SessionStart, AFailureWithoutAnErrorObjectHasAnEmptyMessage) {
-  ServiceRun& run = Start(
-      {.script = Json::object{
-           {"calls",
-            Json::object{{"gsdk_session_create",
-                          Json::array{Json::object{{"code", 15}, {"error_object", false}}}}}}}});
-  StartRecording(run, Settings());
-  ExpectCleanExit(run, 9);
-  EXPECT_EQ(run.Texts(), Texts{Failure("Create session failed: ")});
-}
-
-TEST_F(SessionStart, AnErrorWithoutAMessageHasAnEmptyOne) {
-  ServiceRun& run = Start(
-      {.script = Json::object{{"calls", Json::object{{"gsdk_session_start",
-                                                      Json::array{Json::object{{"code", 1}}}}}}}});
-  StartRecording(run, Settings());
-  ExpectCleanExit(run, 17);
-  EXPECT_EQ(Last(run.Texts()), Failure("Failed to start session: "));
-}
-
-TEST_F(SessionStart, AFailedRestartTearsTheOldSessionDownFirst) {
-  ServiceRun& run = StartRecordingService(
-      {.script = FailingCall("gsdk_session_create", 3, "second", 2)}, Settings());
-  run.Send(Restart());
-  ExpectCleanExit(run, 9);
-  const SessionCalls calls;
-  EXPECT_EQ(run.Calls().Calls(), Join({calls.WholeStart(),
-                                       calls.Destroy(),
-                                       kLogging,
-                                       {"gsdk_session_create(null, null) = false error1"},
-                                       kReadAndFree}));
-}
 
 }  // namespace
 }  // namespace e2e

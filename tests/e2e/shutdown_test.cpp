@@ -31,7 +31,7 @@ class Shutdown : public ServiceTest {
     EXPECT_GE(now.count(),
               run.Calls().TimesOf("gsdk_session_destroy").at(0) + kJoinTimeoutMicroseconds);
     // The host learns of it by the exit code only.
-    EXPECT_EQ(run.Texts(), Texts{Line("capture settings: " + GameCaptureSettings())});
+    EXPECT_EQ(run.Texts(), Texts{GameCaptureLine()});
     EXPECT_EQ(run.Calls().CallsThatStart("gsdk_recorder_destroy"), Texts{});
   }
 };

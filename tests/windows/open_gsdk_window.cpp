@@ -74,7 +74,7 @@ TestWindow::~TestWindow() { Close(); }
 
 unsigned TestWindow::number() const { return capture_service::WindowNumber(handle_); }
 
-void TestWindow::Fill(COLORREF colour) { SendMessageW(handle_, kFill, colour, 0); }
+void TestWindow::Fill(COLORREF colour) const { SendMessageW(handle_, kFill, colour, 0); }
 
 void TestWindow::ResizeClient(int width, int height) {
   const SIZE size = OuterSize(width, height);

@@ -22,7 +22,7 @@ class TestWindow {
   unsigned number() const;
 
   // Each returns once it is done.
-  void Fill(COLORREF colour);
+  void Fill(COLORREF colour) const;
   void ResizeClient(int width, int height);
   void Minimise();
   void Close();
