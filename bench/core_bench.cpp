@@ -2,7 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/limits.h"
-#include "tests/unit/fake_library.h"
+#include "tests/fakes/fake_library.h"
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "diagnostics/logging.h"
-#include "service/host_protocol.h"
-#include "service/message_queue.h"
+#include "protocol/host_protocol.h"
+#include "protocol/message_queue.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <mutex>
 #include <thread>
 
-#include "capture/capture_library.h"
-#include "supervision/packet_watchdog.h"
-#include "supervision/worker_stop.h"
-#include "tests/unit/fake_library.h"
+#include "gsdk/capture_library.h"
+#include "recording/packet_watchdog.h"
+#include "recording/worker_stop.h"
+#include "tests/fakes/fake_library.h"
 
 namespace {
 

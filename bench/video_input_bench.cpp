@@ -4,11 +4,11 @@
 #include <json11.hpp>
 #include <string>
 
-#include "capture/capture_library.h"
-#include "capture/input_descriptions.h"
-#include "capture/video_input.h"
-#include "tests/unit/fake_library.h"
-#include "tests/unit/transcript.h"
+#include "gsdk/capture_library.h"
+#include "recording/input_descriptions.h"
+#include "recording/video_input.h"
+#include "tests/fakes/fake_library.h"
+#include "tests/fakes/transcript.h"
 
 namespace {
 

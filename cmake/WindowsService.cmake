@@ -3,8 +3,8 @@ include(SentryImport)
 
 # The parts of the edge that ask Windows something and know nothing of the service.
 add_library(capture_windows STATIC
-  capture/capture_library_loader.cpp
-  capture/game_state.cpp
+  gsdk/capture_library_loader.cpp
+  recording/game_state.cpp
   diagnostics/file_version.cpp
   diagnostics/machine_profile.cpp
   diagnostics/machine_profile_wmi.cpp
@@ -15,7 +15,7 @@ add_library(capture_windows STATIC
   platform/text_encoding.cpp
   platform/windows_failure.cpp
   service/pipe_channel.cpp
-  supervision/monitor_tracker.cpp)
+  recording/monitor_tracker.cpp)
 target_compile_definitions(capture_windows PUBLIC UNICODE NOMINMAX WIN32_LEAN_AND_MEAN
   _WIN32_WINNT=0x0A00)
 target_link_libraries(capture_windows

@@ -6,8 +6,8 @@
 
 #include "diagnostics/error_reporting.h"
 #include "diagnostics/sentry_sdk.h"
-#include "service/message_queue.h"
-#include "supervision/error_codes.h"
+#include "protocol/error_codes.h"
+#include "protocol/message_queue.h"
 
 namespace capture_service {
 namespace {

@@ -4,13 +4,13 @@
 #include <mutex>
 #include <thread>
 
-#include "capture/capture_library.h"
-#include "capture/session_start.h"
-#include "capture/session_state.h"
-#include "service/command_queue.h"
-#include "service/recorder_settings.h"
+#include "gsdk/capture_library.h"
+#include "protocol/command_queue.h"
+#include "protocol/recorder_settings.h"
+#include "recording/session_start.h"
+#include "recording/session_state.h"
+#include "recording/worker_stop.h"
 #include "service/stop.h"
-#include "supervision/worker_stop.h"
 
 namespace capture_service {
 namespace {

@@ -17,16 +17,16 @@
 #include <thread>
 #include <utility>
 
-#include "capture/capture_library.h"
-#include "capture/capture_library_loader.h"
 #include "diagnostics/error_reporting.h"
 #include "diagnostics/file_version.h"
+#include "gsdk/capture_library.h"
+#include "gsdk/capture_library_loader.h"
 #include "platform/owned_handle.h"
+#include "recording/clip_dump.h"
 #include "service/command_worker.h"
 #include "service/main_loop.h"
 #include "service/pipe_channel.h"
 #include "service/stop.h"
-#include "supervision/clip_dump.h"
 
 namespace capture_service {
 namespace {

@@ -7,11 +7,11 @@
 
 #include "diagnostics/error_reporting.h"
 #include "diagnostics/sentry_sdk.h"
-#include "service/command_queue.h"
-#include "service/host_protocol.h"
-#include "service/message_queue.h"
+#include "protocol/command_queue.h"
+#include "protocol/host_protocol.h"
+#include "protocol/message_queue.h"
+#include "recording/clip_dump.h"
 #include "service/stop.h"
-#include "supervision/clip_dump.h"
 
 namespace capture_service {
 namespace {

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "platform/owned_handle.h"
-#include "service/message_queue.h"
+#include "protocol/message_queue.h"
 #include "service/stop.h"
 
 namespace capture_service {

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "service/command_queue.h"
-#include "service/message_queue.h"
+#include "protocol/command_queue.h"
+#include "protocol/message_queue.h"
 
 namespace capture_service {
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "capture/gsdk_api.h"
+#include "gsdk/gsdk_api.h"
 #include "tests/doubles/gsdk_double_log.h"
 #include "tests/doubles/gsdk_double_objects.h"
 #include "tests/doubles/gsdk_double_script.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "capture/gsdk_api.h"
+#include "gsdk/gsdk_api.h"
 
 namespace gsdk_double {
 

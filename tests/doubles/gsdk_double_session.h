@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "capture/gsdk_api.h"
+#include "gsdk/gsdk_api.h"
 
 namespace gsdk_double {
 

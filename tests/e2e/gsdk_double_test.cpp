@@ -6,7 +6,7 @@
 #include <memory>
 #include <thread>
 
-#include "capture/gsdk_api.h"
+#include "gsdk/gsdk_api.h"
 #include "tests/e2e/call_log.h"
 #include "tests/e2e/service_test.h"
 

@@ -15,7 +15,7 @@
 #include "platform/owned_handle.h"
 #include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
-#include "tests/windows/open_gsdk_window.h"
+#include "tests/open_gsdk/window.h"
 
 namespace e2e {
 namespace {

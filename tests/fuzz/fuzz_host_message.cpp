@@ -8,15 +8,15 @@
 #include <string>
 
 #include "diagnostics/error_reporting.h"
-#include "service/command_queue.h"
-#include "service/host_protocol.h"
+#include "protocol/command_queue.h"
+#include "protocol/host_protocol.h"
+#include "protocol/message_queue.h"
 #include "service/main_loop.h"
-#include "service/message_queue.h"
 #include "service/stop.h"
-#include "tests/unit/fake_library.h"
-#include "tests/unit/fake_sentry_sdk.h"
-#include "tests/unit/fake_windows.h"
-#include "tests/unit/transcript.h"
+#include "tests/fakes/fake_library.h"
+#include "tests/fakes/fake_sentry_sdk.h"
+#include "tests/fakes/fake_windows.h"
+#include "tests/fakes/transcript.h"
 
 namespace {
 

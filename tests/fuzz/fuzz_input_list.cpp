@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "capture/input_descriptions.h"
-#include "tests/unit/transcript.h"
+#include "recording/input_descriptions.h"
+#include "tests/fakes/transcript.h"
 
 namespace {
 

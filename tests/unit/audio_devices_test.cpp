@@ -1,10 +1,10 @@
-#include "supervision/audio_devices.h"
+#include "recording/audio_devices.h"
 
 #include <string>
 
-#include "capture/capture_library.h"
-#include "capture/session_state.h"
 #include "diagnostics/error_reporting.h"
+#include "gsdk/capture_library.h"
+#include "recording/session_state.h"
 #include "tests/unit/core_fixture.h"
 #include "tests/unit/session_transcript.h"
 

@@ -1,4 +1,4 @@
-#include "capture/capture_library.h"
+#include "gsdk/capture_library.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,11 +1,11 @@
-#include "supervision/clip_dump.h"
+#include "recording/clip_dump.h"
 
 #include <limits>
 #include <string>
 #include <thread>
 
-#include "capture/capture_library.h"
-#include "capture/session_state.h"
+#include "gsdk/capture_library.h"
+#include "recording/session_state.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

@@ -5,8 +5,8 @@
 #include <thread>
 #include <utility>
 
-#include "capture/session_state.h"
-#include "service/command_queue.h"
+#include "protocol/command_queue.h"
+#include "recording/session_state.h"
 #include "service/stop.h"
 #include "tests/unit/core_fixture.h"
 #include "tests/unit/session_transcript.h"

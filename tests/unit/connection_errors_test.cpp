@@ -1,4 +1,4 @@
-#include "capture/connection_errors.h"
+#include "recording/connection_errors.h"
 
 #include <algorithm>
 #include <atomic>

@@ -3,13 +3,13 @@
 #include <memory>
 #include <mutex>
 
-#include "capture/capture_library.h"
-#include "capture/session_state.h"
 #include "diagnostics/error_reporting.h"
-#include "service/command_queue.h"
+#include "gsdk/capture_library.h"
+#include "protocol/command_queue.h"
+#include "recording/packet_watchdog.h"
+#include "recording/session_state.h"
+#include "recording/worker_stop.h"
 #include "service/stop.h"
-#include "supervision/packet_watchdog.h"
-#include "supervision/worker_stop.h"
 
 namespace core_test {
 

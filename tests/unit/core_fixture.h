@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "service/recorder_settings.h"
-#include "tests/unit/fake_library.h"
-#include "tests/unit/fake_sentry_sdk.h"
-#include "tests/unit/fake_windows.h"
-#include "tests/unit/transcript.h"
+#include "protocol/recorder_settings.h"
+#include "tests/fakes/fake_library.h"
+#include "tests/fakes/fake_sentry_sdk.h"
+#include "tests/fakes/fake_windows.h"
+#include "tests/fakes/transcript.h"
 
 namespace core_test {
 

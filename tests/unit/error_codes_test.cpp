@@ -1,9 +1,9 @@
-#include "supervision/error_codes.h"
+#include "protocol/error_codes.h"
 
 #include <map>
 #include <string>
 
-#include "supervision/fatal_failure.h"
+#include "diagnostics/fatal_failure.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

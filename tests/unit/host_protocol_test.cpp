@@ -1,4 +1,4 @@
-#include "service/host_protocol.h"
+#include "protocol/host_protocol.h"
 
 #include <json11.hpp>
 #include <limits>

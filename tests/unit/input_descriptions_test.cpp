@@ -1,4 +1,4 @@
-#include "capture/input_descriptions.h"
+#include "recording/input_descriptions.h"
 
 #include <json11.hpp>
 #include <string>

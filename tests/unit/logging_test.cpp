@@ -3,7 +3,7 @@
 #include <string>
 
 #include "diagnostics/error_reporting.h"
-#include "supervision/error_codes.h"
+#include "protocol/error_codes.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

@@ -5,10 +5,10 @@
 #include <string>
 
 #include "diagnostics/error_reporting.h"
-#include "service/command_queue.h"
-#include "service/message_queue.h"
+#include "protocol/command_queue.h"
+#include "protocol/message_queue.h"
+#include "recording/clip_dump.h"
 #include "service/stop.h"
-#include "supervision/clip_dump.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

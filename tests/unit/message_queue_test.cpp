@@ -1,4 +1,4 @@
-#include "service/message_queue.h"
+#include "protocol/message_queue.h"
 
 #include <algorithm>
 #include <cstring>

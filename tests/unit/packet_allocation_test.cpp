@@ -5,7 +5,7 @@
 #include <new>
 #include <vector>
 
-#include "supervision/packet_watchdog.h"
+#include "recording/packet_watchdog.h"
 #include "tests/unit/core_fixture.h"
 
 namespace {

@@ -3,11 +3,11 @@
 #include <thread>
 #include <vector>
 
-#include "capture/capture_library.h"
-#include "capture/session_start.h"
-#include "capture/session_state.h"
-#include "supervision/packet_watchdog.h"
-#include "supervision/worker_stop.h"
+#include "gsdk/capture_library.h"
+#include "recording/packet_watchdog.h"
+#include "recording/session_start.h"
+#include "recording/session_state.h"
+#include "recording/worker_stop.h"
 #include "tests/unit/core_fixture.h"
 #include "tests/unit/session_transcript.h"
 

@@ -1,4 +1,4 @@
-#include "supervision/packet_watchdog.h"
+#include "recording/packet_watchdog.h"
 
 #include <chrono>
 #include <string>
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "diagnostics/error_reporting.h"
-#include "supervision/worker_stop.h"
+#include "recording/worker_stop.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

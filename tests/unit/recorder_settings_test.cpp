@@ -1,8 +1,8 @@
-#include "service/recorder_settings.h"
+#include "protocol/recorder_settings.h"
 
 #include <array>
 
-#include "capture/session_start.h"
+#include "recording/session_start.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

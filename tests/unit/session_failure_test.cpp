@@ -3,10 +3,10 @@
 #include <limits>
 #include <stdexcept>
 
-#include "capture/session_start.h"
-#include "capture/session_state.h"
 #include "diagnostics/error_reporting.h"
-#include "supervision/packet_watchdog.h"
+#include "recording/packet_watchdog.h"
+#include "recording/session_start.h"
+#include "recording/session_state.h"
 #include "tests/unit/core_fixture.h"
 #include "tests/unit/session_transcript.h"
 

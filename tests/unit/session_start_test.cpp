@@ -1,13 +1,13 @@
 // Starts that succeed; session_failure_test.cpp has those that do not.
-#include "capture/session_start.h"
+#include "recording/session_start.h"
 
 #include <memory>
 #include <mutex>
 
-#include "capture/capture_library.h"
-#include "capture/session_state.h"
-#include "supervision/packet_watchdog.h"
-#include "supervision/worker_stop.h"
+#include "gsdk/capture_library.h"
+#include "recording/packet_watchdog.h"
+#include "recording/session_state.h"
+#include "recording/worker_stop.h"
 #include "tests/unit/core_fixture.h"
 #include "tests/unit/session_transcript.h"
 

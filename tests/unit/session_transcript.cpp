@@ -1,6 +1,6 @@
 #include "tests/unit/session_transcript.h"
 
-#include "service/recorder_settings.h"
+#include "protocol/recorder_settings.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

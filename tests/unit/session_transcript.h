@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/unit/transcript.h"
+#include "tests/fakes/transcript.h"
 
 namespace core_test {
 

@@ -3,8 +3,8 @@
 #include <thread>
 #include <vector>
 
-#include "service/command_queue.h"
-#include "service/message_queue.h"
+#include "protocol/command_queue.h"
+#include "protocol/message_queue.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

@@ -1,4 +1,4 @@
-#include "supervision/worker_stop.h"
+#include "recording/worker_stop.h"
 
 #include <chrono>
 #include <cstdio>
@@ -7,10 +7,10 @@
 #include <memory>
 #include <thread>
 
-#include "capture/session_state.h"
 #include "diagnostics/error_reporting.h"
-#include "supervision/monitor_tracker.h"
-#include "supervision/packet_watchdog.h"
+#include "recording/monitor_tracker.h"
+#include "recording/packet_watchdog.h"
+#include "recording/session_state.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {

@@ -1,6 +1,6 @@
 // The loader against the scripted library and its variants, which the build puts into the folder
 // "doubles" beside this program.
-#include "capture/capture_library_loader.h"
+#include "gsdk/capture_library_loader.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>

@@ -1,7 +1,7 @@
 // On two monitors side by side. The watched windows are the test's own, and the test reports their
 // moves itself with NotifyWinEvent, which reaches the hook before a later message does: once a
 // tracker is destroyed, it has seen every event that was reported before.
-#include "supervision/monitor_tracker.h"
+#include "recording/monitor_tracker.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>

@@ -1,12 +1,12 @@
 # The open capture library, on two monitors and with all of its insides.
 add_executable(open_gsdk_test
-  open_gsdk_arguments_test.cpp
-  open_gsdk_client.cpp
-  open_gsdk_clip_test.cpp
-  open_gsdk_lists_test.cpp
-  open_gsdk_module_test.cpp
-  open_gsdk_recording_test.cpp
-  open_gsdk_window.cpp)
+  ${PROJECT_SOURCE_DIR}/tests/open_gsdk/arguments_test.cpp
+  ${PROJECT_SOURCE_DIR}/tests/open_gsdk/client.cpp
+  ${PROJECT_SOURCE_DIR}/tests/open_gsdk/clip_test.cpp
+  ${PROJECT_SOURCE_DIR}/tests/open_gsdk/lists_test.cpp
+  ${PROJECT_SOURCE_DIR}/tests/open_gsdk/module_test.cpp
+  ${PROJECT_SOURCE_DIR}/tests/open_gsdk/recording_test.cpp
+  ${PROJECT_SOURCE_DIR}/tests/open_gsdk/window.cpp)
 target_link_libraries(open_gsdk_test PRIVATE open_gsdk_core GTest::gtest_main project_warnings winmm)
 if(MINGW)
   target_link_options(open_gsdk_test PRIVATE -static)

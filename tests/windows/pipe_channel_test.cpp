@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "platform/owned_handle.h"
-#include "service/command_queue.h"
-#include "service/message_queue.h"
+#include "protocol/command_queue.h"
+#include "protocol/message_queue.h"
 #include "service/stop.h"
 
 namespace capture_service {

@@ -1,0 +1,159 @@
+#include "open_gsdk/replay/clip_muxer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "open_gsdk/support/ffmpeg.h"
+
+namespace open_gsdk {
+namespace {
+
+constexpr AVRational kNanoseconds = {1, 1'000'000'000};
+constexpr int kIoBufferSize = 256 * 1024;
+
+// FFmpeg's view of a ByteSink: a file with a current position.
+struct SinkFile {
+  const ByteSink& sink;
+  std::int64_t position = 0;
+  std::int64_t size = 0;
+  bool failed = false;
+};
+
+int WriteToSink(void* opaque, std::uint8_t* bytes, int count) {
+  auto& file = *static_cast<SinkFile*>(opaque);
+  if (!file.failed && !file.sink(file.position, {bytes, static_cast<std::size_t>(count)})) {
+    file.failed = true;
+  }
+  if (file.failed) return AVERROR(EIO);
+  file.position += count;
+  file.size = std::max(file.size, file.position);
+  return count;
+}
+
+std::int64_t SeekInSink(void* opaque, std::int64_t offset, int whence) {
+  auto& file = *static_cast<SinkFile*>(opaque);
+  switch (whence) {
+    case AVSEEK_SIZE:
+      return file.size;
+    case SEEK_SET:
+      return file.position = offset;
+    case SEEK_CUR:
+      return file.position += offset;
+    case SEEK_END:
+      return file.position = file.size + offset;
+    default:
+      return AVERROR(EINVAL);
+  }
+}
+
+IoContext OpenIo(SinkFile& file) {
+  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIoBufferSize));
+  if (buffer == nullptr) throw std::bad_alloc();
+  IoContext io(
+      avio_alloc_context(buffer, kIoBufferSize, 1, &file, nullptr, WriteToSink, SeekInSink));
+  if (!io) {
+    av_free(buffer);
+    throw std::bad_alloc();
+  }
+  return io;
+}
+
+bool SetExtradata(AVCodecParameters& parameters, const std::vector<std::uint8_t>& extradata) {
+  parameters.extradata =
+      static_cast<std::uint8_t*>(av_mallocz(extradata.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+  if (parameters.extradata == nullptr) return false;
+  std::memcpy(parameters.extradata, extradata.data(), extradata.size());
+  parameters.extradata_size = static_cast<int>(extradata.size());
+  return true;
+}
+
+bool AddVideoStream(AVFormatContext& file, const VideoFormat& format) {
+  if (format.width <= 0 || format.height <= 0 || format.frame_rate <= 0 ||
+      format.extradata.empty()) {
+    return false;
+  }
+  AVStream* stream = avformat_new_stream(&file, nullptr);
+  if (stream == nullptr || !SetExtradata(*stream->codecpar, format.extradata)) return false;
+  stream->time_base = {1, format.frame_rate};
+  stream->avg_frame_rate = {format.frame_rate, 1};
+  AVCodecParameters& parameters = *stream->codecpar;
+  parameters.codec_type = AVMEDIA_TYPE_VIDEO;
+  parameters.codec_id = AV_CODEC_ID_H264;
+  parameters.format = AV_PIX_FMT_YUV420P;
+  parameters.width = format.width;
+  parameters.height = format.height;
+  parameters.color_range = AVCOL_RANGE_MPEG;
+  parameters.color_space = AVCOL_SPC_BT709;
+  parameters.color_primaries = AVCOL_PRI_BT709;
+  parameters.color_trc = AVCOL_TRC_BT709;
+  return true;
+}
+
+bool AddAudioStream(AVFormatContext& file, const AudioFormat& format) {
+  if (format.sample_rate <= 0 || format.channels <= 0 || format.extradata.empty()) return false;
+  AVStream* stream = avformat_new_stream(&file, nullptr);
+  if (stream == nullptr || !SetExtradata(*stream->codecpar, format.extradata)) return false;
+  stream->time_base = {1, format.sample_rate};
+  AVCodecParameters& parameters = *stream->codecpar;
+  parameters.codec_type = AVMEDIA_TYPE_AUDIO;
+  parameters.codec_id = AV_CODEC_ID_AAC;
+  parameters.format = AV_SAMPLE_FMT_FLTP;
+  parameters.sample_rate = format.sample_rate;
+  parameters.bit_rate = format.bit_rate;
+  parameters.frame_size = 1024;
+  av_channel_layout_default(&parameters.ch_layout, format.channels);
+  // The one is shown by players, the other by what lists a file's tracks.
+  av_dict_set(&stream->metadata, "title", format.name.c_str(), 0);
+  av_dict_set(&stream->metadata, "handler_name", format.name.c_str(), 0);
+  return true;
+}
+
+bool WritePackets(AVFormatContext& file, const Clip& clip) {
+  const Packet packet(av_packet_alloc());
+  if (!packet) throw std::bad_alloc();
+  for (const SharedPacket& source : clip.packets) {
+    const AVStream& stream = *file.streams[source->stream];
+    // FFmpeg reads the bytes where they are, and does not write to them.
+    packet->data = const_cast<std::uint8_t*>(source->data.data());
+    packet->size = static_cast<int>(source->data.size());
+    packet->stream_index = stream.index;
+    packet->flags = source->key_frame ? AV_PKT_FLAG_KEY : 0;
+    packet->pts = av_rescale_q(source->time_ns - clip.start_ns, kNanoseconds, stream.time_base);
+    packet->dts = packet->pts;
+    packet->duration = av_rescale_q(source->duration_ns, kNanoseconds, stream.time_base);
+    if (av_write_frame(&file, packet.get()) < 0) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink) {
+  AVFormatContext* raw = nullptr;
+  if (avformat_alloc_output_context2(&raw, nullptr, "mp4", nullptr) < 0) throw std::bad_alloc();
+  const FormatContext file(raw);
+  SinkFile sink_file{sink};
+  const IoContext io = OpenIo(sink_file);
+  file->pb = io.get();
+  file->flags |= AVFMT_FLAG_CUSTOM_IO;
+
+  const StreamSet& streams = *clip.packets.front()->streams;
+  if (!AddVideoStream(*file, streams.video)) return DumpStatus::kBadVideoStream;
+  for (const AudioFormat& format : streams.audio) {
+    if (!AddAudioStream(*file, format)) return DumpStatus::kBadAudioStream;
+  }
+  // The stream's own time base, so that a constant frame rate stays exactly constant.
+  const std::string time_scale = std::to_string(streams.video.frame_rate * 512);
+  av_opt_set(file->priv_data, "video_track_timescale", time_scale.c_str(), 0);
+  if (avformat_write_header(file.get(), nullptr) < 0) return DumpStatus::kCannotWrite;
+  const bool written = WritePackets(*file, clip);
+  // Frees what the header allocated, so it is called after a failure too.
+  const bool finished = av_write_trailer(file.get()) >= 0;
+  avio_flush(io.get());
+  return written && finished && !sink_file.failed ? DumpStatus::kSuccess : DumpStatus::kCannotWrite;
+}
+
+}  // namespace open_gsdk

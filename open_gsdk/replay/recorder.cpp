@@ -1,0 +1,36 @@
+#include "open_gsdk/replay/recorder.h"
+
+#include <utility>
+#include <vector>
+
+namespace open_gsdk {
+
+void Recorder::SetDuration(std::uint32_t milliseconds) {
+  const std::lock_guard lock(mutex_);
+  ring_.SetDuration(std::int64_t{milliseconds} * 1'000'000);
+}
+
+void Recorder::Push(SharedPacket packet) {
+  const std::lock_guard lock(mutex_);
+  ring_.Push(std::move(packet));
+}
+
+gsdk_dump_result Recorder::Dump(const std::function<DumpStatus(const Clip&)>& write) {
+  std::vector<SharedPacket> packets;
+  {
+    const std::lock_guard lock(mutex_);
+    packets = ring_.Packets();
+  }
+  const Clip clip = CutClip(std::move(packets));
+  gsdk_dump_result result{};
+  const DumpStatus status = clip.packets.empty() ? DumpStatus::kEmpty : write(clip);
+  result.status = static_cast<std::int32_t>(status);
+  if (status != DumpStatus::kSuccess) return result;
+  result.duration = clip.duration_ns;
+  result.last_timestamp = clip.last_timestamp_ns;
+  result.audio_drop = clip.audio_drop_ns;
+  result.video_drop = clip.video_drop_ns;
+  return result;
+}
+
+}  // namespace open_gsdk

@@ -1,0 +1,35 @@
+#include "protocol/message_queue.h"
+
+#include <utility>
+
+#include "platform/blocking_queue.h"
+#include "platform/fail_fast.h"
+
+namespace capture_service {
+namespace {
+
+using MessageQueue = BlockingQueue<std::unique_ptr<PipeMessage>>;
+
+// Never destroyed: library threads may still push while the process ends.
+MessageQueue& Queue() {
+  static auto& queue = *new MessageQueue;
+  return queue;
+}
+
+}  // namespace
+
+std::unique_ptr<PipeMessage> MakePipeMessage(Direction direction, std::string_view text) {
+  text = text.substr(0, text.find('\0'));
+  if (text.size() > kMaxMessageBytes) FailFast();
+
+  auto message = std::make_unique<PipeMessage>();
+  message->direction = direction;
+  text.copy(message->text.data(), text.size());
+  return message;
+}
+
+void PushMessage(std::unique_ptr<PipeMessage> message) { Queue().Push(std::move(message)); }
+
+std::unique_ptr<PipeMessage> PopMessage() { return Queue().Pop(); }
+
+}  // namespace capture_service

@@ -1,0 +1,57 @@
+#include "recording/connection_errors.h"
+
+#include <string_view>
+
+#include "diagnostics/fatal_failure.h"
+#include "diagnostics/logging.h"
+#include "gsdk/capture_library.h"
+#include "protocol/host_protocol.h"
+
+namespace capture_service {
+namespace {
+
+// The library's codes that the service treats apart.
+constexpr std::int32_t kRestartableError = 8;
+constexpr std::int32_t kHookInjectRetry = 28;
+constexpr std::int32_t kOtherRestartableError = 29;
+constexpr std::int32_t kMonitorCaptureFailed = 31;
+
+constexpr std::int32_t kMaxHookInjectRetries = 5;
+
+void GiveUp(std::string_view failure, const LibraryError& error, bool as_info) {
+  RaiseFailure(failure, "Error occurred that terminated the connection: " + error.Message(),
+               as_info);
+}
+
+}  // namespace
+
+void OnConnectionError(void* /*user_data*/, gsdk_error* error) {
+  // For the whole life of the process, across all sessions.
+  static constinit std::atomic<std::int32_t> hook_inject_retries = 0;
+  HandleConnectionError(error, hook_inject_retries);
+}
+
+void HandleConnectionError(gsdk_error* error, std::atomic<std::int32_t>& hook_inject_retries) {
+  const LibraryError owned(error);
+  switch (owned.Code()) {
+    case kRestartableError:
+    case kOtherRestartableError:
+      PostRestartEvent();
+      break;
+    case kHookInjectRetry:
+      if (hook_inject_retries.fetch_add(1) < kMaxHookInjectRetries) {
+        LogInfo("gsdk_hook_inject_retry exception, Retrying...");
+        PostRestartEvent();
+      } else {
+        GiveUp("GSDKHookInjectRetry", owned, /*as_info=*/true);
+      }
+      break;
+    case kMonitorCaptureFailed:
+      GiveUp("GSDKMonitorCaptureFailed", owned, /*as_info=*/true);
+      break;
+    default:
+      GiveUp("GSDKGenericExitError", owned, /*as_info=*/false);
+  }
+}
+
+}  // namespace capture_service

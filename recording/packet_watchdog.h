@@ -1,0 +1,51 @@
+// Notices when the capture library stops delivering packets and asks for a restart of the
+// recording, or gives the service up after too many restarts that brought none.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+#include "gsdk/gsdk_api.h"
+
+namespace capture_service {
+
+// A game may take long from the start of a session to its first frame (loading, hooking).
+inline constexpr std::chrono::nanoseconds kFirstPacketWait = std::chrono::seconds(45);
+// Once packets flow they come many times a second.
+inline constexpr std::chrono::nanoseconds kPacketWait = std::chrono::seconds(10);
+inline constexpr std::int32_t kRestartLimit = 5;
+
+struct PacketWatch {
+  std::mutex mutex;  // guards the members down to restart_counter
+  std::condition_variable changed;
+  bool packet_seen = false;
+  bool stop = false;
+  // Restarts asked for since the last packet, across sessions; only a packet resets it.
+  std::int32_t restart_counter = 0;
+
+  std::thread thread;  // "buffer watcher"; command worker only
+};
+
+// The one watch of this process. Never destroyed: library threads may still feed it while the
+// process ends.
+PacketWatch& Watch();
+
+// The library's packet callback; `recorder` is its user data. Hands the packet to the recorder,
+// releases it and feeds the watchdog. Allocates nothing.
+void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet);
+
+// The body of the watchdog's thread: watches until the watch is told to stop, or packets fail to
+// come in time. Then, with the watch locked, it logs the fact and posts a restart request, or, when
+// kRestartLimit restarts brought no packet, reports the failure and posts a die request.
+void PacketWatchdog(std::chrono::nanoseconds first_packet_wait = kFirstPacketWait,
+                    std::chrono::nanoseconds packet_wait = kPacketWait);
+
+// `now` plus `wait` (not negative), or the last point in time that there is when the sum would lie
+// beyond it.
+std::chrono::steady_clock::time_point DeadlineAfter(std::chrono::steady_clock::time_point now,
+                                                    std::chrono::nanoseconds wait);
+
+}  // namespace capture_service

@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <span>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "gsdk/gsdk_api.h"
+#include "open_gsdk/replay/clip_file.h"
+#include "open_gsdk/replay/clip_muxer.h"
+#include "platform/owned_handle.h"
+#include "platform/text_encoding.h"
+#include "tests/open_gsdk/client.h"
+#include "tests/open_gsdk/window.h"
+
+namespace open_gsdk {
+namespace {
+
+std::string Read(const std::string& utf8) {
+  std::ifstream file(std::filesystem::path(capture_service::WideFromUtf8(utf8)), std::ios::binary);
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
+}
+
+void Write(const std::string& utf8, const std::string& content) {
+  std::ofstream(std::filesystem::path(capture_service::WideFromUtf8(utf8))) << content;
+}
+
+// Real packets of a short recording.
+class ClipTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    const TestWindow window(L"clip", 320, 200, RGB(255, 0, 0));
+    client_ = new Client({.tracks = {"Game", "Mic"}});
+    client_->RecordWindow(window.number());
+    client_->WaitForFrames(45);
+    client_->Destroy();
+  }
+  static void TearDownTestSuite() {
+    delete client_;
+    client_ = nullptr;
+  }
+
+  static Clip RecordedClip() { return CutClip(client_->Packets()); }
+
+  // The recorded clip with other stream descriptions.
+  template <typename Change>
+  static Clip ClipWith(const Change& change) {
+    Clip clip = RecordedClip();
+    auto streams = std::make_shared<StreamSet>(*clip.packets.front()->streams);
+    change(*streams);
+    for (SharedPacket& packet : clip.packets) {
+      EncodedPacket copy = *packet;
+      copy.streams = streams;
+      packet = std::make_shared<const EncodedPacket>(std::move(copy));
+    }
+    return clip;
+  }
+
+  static Client* client_;
+};
+
+Client* ClipTest::client_ = nullptr;
+
+TEST_F(ClipTest, DumpWritesAnMp4AndGivesItsFigures) {
+  const TemporaryPath path("\xc3\xa4\xe4\xb8\xad clip.mp4");
+  const gsdk_dump_result result = gsdk_recorder_dump(client_->recorder(), path.utf8().c_str());
+  EXPECT_EQ(result.status, 0);
+  const std::vector<SharedPacket> video = client_->VideoPackets();
+  EXPECT_EQ(result.duration,
+            video.back()->time_ns + video.back()->duration_ns - video.front()->time_ns);
+  EXPECT_EQ(result.last_timestamp, RecordedClip().packets.back()->time_ns);
+  EXPECT_EQ(result.captured_from_hdr, 0);
+  const std::string file = Read(path.utf8());
+  EXPECT_EQ(file.substr(4, 4), "ftyp");
+  EXPECT_NE(file.find("moov"), std::string::npos);
+  EXPECT_NE(file.find("Game"), std::string::npos);
+  EXPECT_NE(file.find("Mic"), std::string::npos);
+  EXPECT_EQ(path.FilesLikeIt(), 1u);
+}
+
+TEST_F(ClipTest, DumpReplacesTheFileThatWasThere) {
+  const TemporaryPath path("old.mp4");
+  Write(path.utf8(), "old");
+  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), path.utf8().c_str()).status, 0);
+  EXPECT_EQ(Read(path.utf8()).substr(4, 4), "ftyp");
+  EXPECT_EQ(path.FilesLikeIt(), 1u);
+}
+
+TEST_F(ClipTest, DumpToAFolderThatDoesNotExistCannotOpen) {
+  const TemporaryPath folder("missing");
+  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), (folder.utf8() + "\\a.mp4").c_str()).status, 3);
+  EXPECT_FALSE(folder.exists());
+}
+
+TEST_F(ClipTest, DumpWithoutAPathCannotOpen) {
+  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), nullptr).status, 3);
+  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), "").status, 3);
+}
+
+TEST_F(ClipTest, DumpOntoAFolderCannotRenameAndLeavesNothing) {
+  const TemporaryPath folder("folder.mp4");
+  std::filesystem::create_directory(
+      std::filesystem::path(capture_service::WideFromUtf8(folder.utf8())));
+  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), folder.utf8().c_str()).status, 7);
+  EXPECT_EQ(folder.FilesLikeIt(), 1u);
+}
+
+TEST_F(ClipTest, DumpOntoAFileThatIsInUseCannotRenameAndLeavesItAsItWas) {
+  const TemporaryPath path("in use.mp4");
+  Write(path.utf8(), "old");
+  const std::wstring wide = capture_service::WideFromUtf8(path.utf8());
+  const capture_service::OwnedHandle user = capture_service::OwnFile(
+      CreateFileW(wide.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  ASSERT_NE(user, nullptr);
+  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), path.utf8().c_str()).status, 7);
+  EXPECT_EQ(Read(path.utf8()), "old");
+  EXPECT_EQ(path.FilesLikeIt(), 1u);
+}
+
+TEST_F(ClipTest, AVideoStreamThatCannotBeDescribedIsStatus5) {
+  const TemporaryPath path("video.mp4");
+  EXPECT_EQ(
+      WriteClipFile(ClipWith([](StreamSet& streams) { streams.video.width = 0; }), path.utf8()),
+      DumpStatus::kBadVideoStream);
+  EXPECT_EQ(WriteClipFile(ClipWith([](StreamSet& streams) { streams.video.extradata.clear(); }),
+                          path.utf8()),
+            DumpStatus::kBadVideoStream);
+  EXPECT_EQ(static_cast<int>(DumpStatus::kBadVideoStream), 5);
+  EXPECT_EQ(path.FilesLikeIt(), 0u);
+}
+
+TEST_F(ClipTest, AnAudioStreamThatCannotBeDescribedIsStatus4) {
+  const TemporaryPath path("audio.mp4");
+  EXPECT_EQ(WriteClipFile(ClipWith([](StreamSet& streams) { streams.audio[1].sample_rate = 0; }),
+                          path.utf8()),
+            DumpStatus::kBadAudioStream);
+  EXPECT_EQ(static_cast<int>(DumpStatus::kBadAudioStream), 4);
+  EXPECT_EQ(path.FilesLikeIt(), 0u);
+}
+
+TEST_F(ClipTest, AFullDiskIsStatus6WhereverItFillsUp) {
+  const Clip clip = RecordedClip();
+  std::int64_t size = 0;
+  ASSERT_EQ(WriteMp4(clip,
+                     [&](std::int64_t position, std::span<const std::uint8_t> bytes) {
+                       size = std::max(size, position + static_cast<std::int64_t>(bytes.size()));
+                       return true;
+                     }),
+            DumpStatus::kSuccess);
+  for (const std::int64_t room : {std::int64_t{0}, size / 2, size - 1}) {
+    EXPECT_EQ(WriteMp4(clip,
+                       [&](std::int64_t position, std::span<const std::uint8_t> bytes) {
+                         return position + static_cast<std::int64_t>(bytes.size()) <= room;
+                       }),
+              DumpStatus::kCannotWrite)
+        << room << " of " << size;
+  }
+  EXPECT_EQ(static_cast<int>(DumpStatus::kCannotWrite), 6);
+}
+
+TEST_F(ClipTest, ManyDumpsAtOnceDuringARecordingAllSucceedOrFindTheRecorderGone) {
+  const TestWindow window(L"busy", 320, 200, RGB(0, 0, 255));
+  Client client;
+  client.RecordWindow(window.number());
+  client.WaitForFrames(10);
+  std::atomic<int> done{0};
+  std::atomic<bool> destroyed{false};
+  std::vector<std::thread> dumpers;
+  for (int number = 0; number < 3; ++number) {
+    dumpers.emplace_back([&, number] {
+      const TemporaryPath path("busy" + std::to_string(number) + ".mp4");
+      for (;;) {
+        const bool may_be_gone = destroyed;
+        const std::int32_t status =
+            gsdk_recorder_dump(client.recorder(), path.utf8().c_str()).status;
+        if (status == 1) break;
+        EXPECT_EQ(status, 0);
+        EXPECT_FALSE(may_be_gone);
+        EXPECT_EQ(path.FilesLikeIt(), 1u);
+        ++done;
+      }
+    });
+  }
+  while (done < 6) std::this_thread::yield();
+  client.WaitForFrames(2);  // the dumps don't hold the packets up
+  gsdk_recorder_destroy(client.recorder());
+  destroyed = true;
+  for (std::thread& dumper : dumpers) dumper.join();
+  client.WaitForFrames(2);  // nor does a recorder that is gone
+}
+
+}  // namespace
+}  // namespace open_gsdk
