@@ -24,7 +24,7 @@ bool InitErrorReporting(const std::string& environment) {
   sentry_options_set_max_breadcrumbs(options, kMaxBreadcrumbs);
   sentry_options_set_handler_pathw(options, L"./crashpad_handler.exe");
   sentry_options_set_sample_rate(options, kSampleRate);
-  if (const std::optional<std::wstring> folder = CommonAppDataFolder()) {
+  if (const std::optional<std::wstring> folder = platform::CommonAppDataFolder()) {
     const std::wstring database = *folder + L"\\Orvane\\Orvane Daskel 3\\sentry-db";
     sentry_options_set_database_pathw(options, database.c_str());
   }

@@ -15,13 +15,14 @@ namespace capture_service {
 namespace {
 
 std::optional<std::string> ReadText(HKEY key, const wchar_t* name) {
-  const std::optional<std::wstring> text = ReadRegistryText(key, name);
+  const std::optional<std::wstring> text = platform::ReadRegistryText(key, name);
   if (!text.has_value()) return std::nullopt;
-  return Utf8FromWide(*text);
+  return platform::Utf8FromWide(*text);
 }
 
 MachineProfile CollectFirmwareProfile() {
-  const OwnedRegistryKey key = OpenMachineKey(L"HARDWARE\\DESCRIPTION\\System\\BIOS");
+  const platform::OwnedRegistryKey key =
+      platform::OpenMachineKey(L"HARDWARE\\DESCRIPTION\\System\\BIOS");
   if (!key) return {};
   return FirmwareTags({
       .system_manufacturer = ReadText(key.get(), L"SystemManufacturer"),
@@ -51,10 +52,10 @@ MachineProfile CollectMachineProfile() {
 }
 
 std::string QueryGpuScheduling() {
-  const OwnedRegistryKey key =
-      OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Control\\GraphicsDrivers");
+  const platform::OwnedRegistryKey key =
+      platform::OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Control\\GraphicsDrivers");
   if (!key) return GpuSchedulingText(std::nullopt);
-  return GpuSchedulingText(ReadRegistryNumber<std::uint32_t>(key.get(), L"HwSchMode"));
+  return GpuSchedulingText(platform::ReadRegistryNumber<std::uint32_t>(key.get(), L"HwSchMode"));
 }
 
 }  // namespace capture_service

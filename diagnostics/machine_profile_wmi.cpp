@@ -33,7 +33,7 @@ using OwnedComText = std::unique_ptr<wchar_t, ComTextFreer>;
 // The calling thread's place in the multithreaded apartment.
 class ComApartment {
  public:
-  ComApartment() { ThrowIfFailed(CoInitializeEx(nullptr, COINIT_MULTITHREADED)); }
+  ComApartment() { platform::ThrowIfFailed(CoInitializeEx(nullptr, COINIT_MULTITHREADED)); }
   ~ComApartment() { CoUninitialize(); }
   ComApartment(const ComApartment&) = delete;
   ComApartment& operator=(const ComApartment&) = delete;
@@ -56,7 +56,9 @@ class Property {
   }
 
   // Empty for a value of another type.
-  [[nodiscard]] std::string Text() const { return Utf8FromWide(WideText().value_or(L"")); }
+  [[nodiscard]] std::string Text() const {
+    return platform::Utf8FromWide(WideText().value_or(L""));
+  }
 
   [[nodiscard]] std::optional<std::int32_t> Number() const {
     if (V_VT(&value_) != VT_I4) return std::nullopt;
@@ -80,8 +82,8 @@ bool SetProcessSecurity() {
 
 OwnedCom<IWbemLocator> CreateLocator() {
   void* locator = nullptr;
-  ThrowIfFailed(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
-                                 &locator));
+  platform::ThrowIfFailed(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER,
+                                           IID_IWbemLocator, &locator));
   return OwnedCom<IWbemLocator>(static_cast<IWbemLocator*>(locator));
 }
 
@@ -137,14 +139,16 @@ ProcessorFacts ReadProcessor(IWbemClassObject& object) {
 // The memory size that the adapter's driver keeps in the registry. AdapterRAM, of 32 bits, can't
 // tell 4 GiB and more.
 std::optional<std::uint64_t> ReadDriverMemory(const std::wstring& device_id) {
-  const OwnedRegistryKey device = OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Enum\\" + device_id);
+  const platform::OwnedRegistryKey device =
+      platform::OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Enum\\" + device_id);
   if (!device) return std::nullopt;
-  const std::optional<std::wstring> driver_id = ReadRegistryText(device.get(), L"Driver");
+  const std::optional<std::wstring> driver_id = platform::ReadRegistryText(device.get(), L"Driver");
   if (!driver_id.has_value() || *driver_id->c_str() == L'\0') return std::nullopt;
-  const OwnedRegistryKey driver =
-      OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Control\\Class\\" + *driver_id);
+  const platform::OwnedRegistryKey driver =
+      platform::OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Control\\Class\\" + *driver_id);
   if (!driver) return std::nullopt;
-  return ReadRegistryNumber<std::uint64_t>(driver.get(), L"HardwareInformation.qwMemorySize");
+  return platform::ReadRegistryNumber<std::uint64_t>(driver.get(),
+                                                     L"HardwareInformation.qwMemorySize");
 }
 
 VideoControllerFacts ReadVideoController(IWbemClassObject& object) {

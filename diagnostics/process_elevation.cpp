@@ -12,7 +12,7 @@ namespace capture_service {
 std::string QueryProcessElevation(void* process) {
   HANDLE handle = nullptr;
   if (!OpenProcessToken(process, TOKEN_QUERY, &handle)) return ElevationText(std::nullopt);
-  const OwnedHandle token(handle);
+  const platform::OwnedHandle token(handle);
 
   std::uint32_t type = 0;
   DWORD size = 0;

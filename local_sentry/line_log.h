@@ -20,7 +20,7 @@ class LineLog {
   void Write(const json11::Json& line) const;
 
  private:
-  capture_service::OwnedHandle file_;
+  platform::OwnedHandle file_;
 };
 
 }  // namespace local_sentry

@@ -35,11 +35,11 @@
 #include "local_sentry/value_store.h"
 #include "platform/text_encoding.h"
 
-using capture_service::Utf8FromWide;
 using json11::Json;
 using local_sentry::LineLog;
 using local_sentry::Scope;
 using local_sentry::ValueStore;
+using platform::Utf8FromWide;
 
 struct sentry_options_t {
   Json::object set;

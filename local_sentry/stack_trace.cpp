@@ -23,7 +23,7 @@ Json Frame(const void* address) {
           static_cast<const wchar_t*>(address), &module)) {
     std::array<wchar_t, 1024> path{};
     GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-    frame["package"] = capture_service::Utf8FromWide(path.data());
+    frame["package"] = platform::Utf8FromWide(path.data());
     frame["image_addr"] = HexText(NumberOf(module));
   }
   return frame;

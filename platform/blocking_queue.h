@@ -6,7 +6,7 @@
 #include <mutex>
 #include <utility>
 
-namespace capture_service {
+namespace platform {
 
 // Any number of threads may push and pop. Such a queue is never destroyed while a thread may still
 // use it; the process-wide ones are not destroyed at all.
@@ -34,4 +34,4 @@ class BlockingQueue {
   std::deque<T> items_;
 };
 
-}  // namespace capture_service
+}  // namespace platform

@@ -6,7 +6,7 @@
 #include <intrin.h>
 #endif
 
-namespace capture_service {
+namespace platform {
 
 void FailFast() noexcept {
 #ifdef _MSC_VER
@@ -18,4 +18,4 @@ void FailFast() noexcept {
 #endif
 }
 
-}  // namespace capture_service
+}  // namespace platform

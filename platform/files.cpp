@@ -10,7 +10,7 @@
 
 #include "platform/text_encoding.h"
 
-namespace capture_service {
+namespace platform {
 
 void RemoveFile(const std::string& path) noexcept {
   try {
@@ -30,4 +30,4 @@ std::optional<std::wstring> CommonAppDataFolder() {
   return folder.data();
 }
 
-}  // namespace capture_service
+}  // namespace platform

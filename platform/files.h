@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace capture_service {
+namespace platform {
 
 // Removes whatever file stands at `path` (UTF-8, read up to its first zero byte). A missing file,
 // or one that cannot be removed, is left as it is. Callable from any thread.
@@ -14,4 +14,4 @@ void RemoveFile(const std::string& path) noexcept;
 // not know it.
 std::optional<std::wstring> CommonAppDataFolder();
 
-}  // namespace capture_service
+}  // namespace platform

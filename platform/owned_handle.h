@@ -7,7 +7,7 @@
 
 #include "platform/fail_fast.h"
 
-namespace capture_service {
+namespace platform {
 
 // CloseHandle. A handle that cannot be closed means that somebody else closed it or wrote over it,
 // so the process ends at once. The last error survives a successful close.
@@ -32,4 +32,4 @@ struct LocalMemoryFreer {
   void operator()(void* memory) const noexcept { LocalFree(memory); }
 };
 
-}  // namespace capture_service
+}  // namespace platform

@@ -1,6 +1,6 @@
 #include "platform/registry_key.h"
 
-namespace capture_service {
+namespace platform {
 
 OwnedRegistryKey OpenMachineKey(const std::wstring& path) {
   HKEY key = nullptr;
@@ -25,4 +25,4 @@ std::optional<std::wstring> ReadRegistryText(HKEY key, const wchar_t* name) {
   return text;
 }
 
-}  // namespace capture_service
+}  // namespace platform

@@ -8,7 +8,7 @@
 #include <string>
 #include <type_traits>
 
-namespace capture_service {
+namespace platform {
 
 // RegCloseKey. The predefined root keys are never owned.
 struct RegistryKeyCloser {
@@ -39,4 +39,4 @@ std::optional<Number> ReadRegistryNumber(HKEY key, const wchar_t* name) {
   return number;
 }
 
-}  // namespace capture_service
+}  // namespace platform

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-namespace capture_service {
+namespace platform {
 
 std::string Utf8FromWide(std::wstring_view text) {
   const int length = static_cast<int>(text.size());
@@ -21,4 +21,4 @@ std::wstring WideFromUtf8(std::string_view text) {
   return result;
 }
 
-}  // namespace capture_service
+}  // namespace platform

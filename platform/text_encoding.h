@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-namespace capture_service {
+namespace platform {
 
 std::string Utf8FromWide(std::wstring_view text);
 std::wstring WideFromUtf8(std::string_view text);
 
-}  // namespace capture_service
+}  // namespace platform

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace capture_service {
+namespace platform {
 
 // Window handles have 32 significant bits, so the host sends them as 32-bit numbers.
 inline HWND WindowFromNumber(std::uint32_t number) {
@@ -17,4 +17,4 @@ inline std::uint32_t WindowNumber(HWND window) {
   return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(window));
 }
 
-}  // namespace capture_service
+}  // namespace platform

@@ -9,7 +9,7 @@
 #include "platform/owned_handle.h"
 #include "platform/text_encoding.h"
 
-namespace capture_service {
+namespace platform {
 namespace {
 
 // The system's text for `code` without the line break that ends it; empty when it has none.
@@ -44,4 +44,4 @@ void ThrowIfFailed(HRESULT result, std::source_location where) {
   if (FAILED(result)) throw WindowsFailure(result, where);
 }
 
-}  // namespace capture_service
+}  // namespace platform

@@ -6,7 +6,7 @@
 #include <source_location>
 #include <stdexcept>
 
-namespace capture_service {
+namespace platform {
 
 // Carries the failing HRESULT and the source position; what() is the system's message for the
 // HRESULT. Constructing one writes "file(line) tid(id) HRESULT message" as a line to the debugger
@@ -29,4 +29,4 @@ class WindowsFailure : public std::runtime_error {
 // Throws WindowsFailure, with the caller's position, unless `result` is a success code.
 void ThrowIfFailed(HRESULT result, std::source_location where = std::source_location::current());
 
-}  // namespace capture_service
+}  // namespace platform

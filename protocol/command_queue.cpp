@@ -7,7 +7,7 @@
 namespace capture_service {
 namespace {
 
-using CommandQueue = BlockingQueue<std::unique_ptr<Command>>;
+using CommandQueue = platform::BlockingQueue<std::unique_ptr<Command>>;
 
 // Never destroyed: the worker may still wait here while the process ends.
 CommandQueue& Queue() {

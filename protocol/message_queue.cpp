@@ -8,7 +8,7 @@
 namespace capture_service {
 namespace {
 
-using MessageQueue = BlockingQueue<std::unique_ptr<PipeMessage>>;
+using MessageQueue = platform::BlockingQueue<std::unique_ptr<PipeMessage>>;
 
 // Never destroyed: library threads may still push while the process ends.
 MessageQueue& Queue() {
@@ -20,7 +20,7 @@ MessageQueue& Queue() {
 
 std::unique_ptr<PipeMessage> MakePipeMessage(Direction direction, std::string_view text) {
   text = text.substr(0, text.find('\0'));
-  if (text.size() > kMaxMessageBytes) FailFast();
+  if (text.size() > kMaxMessageBytes) platform::FailFast();
 
   auto message = std::make_unique<PipeMessage>();
   message->direction = direction;

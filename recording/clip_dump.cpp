@@ -12,8 +12,8 @@ namespace capture_service {
 namespace {
 
 // Never destroyed: the clip thread still waits here when the process ends.
-BlockingQueue<ClipRequest>& ClipRequestQueue() {
-  static auto& queue = *new BlockingQueue<ClipRequest>;
+platform::BlockingQueue<ClipRequest>& ClipRequestQueue() {
+  static auto& queue = *new platform::BlockingQueue<ClipRequest>;
   return queue;
 }
 
@@ -39,7 +39,7 @@ void ServeClipRequest(const ClipRequest& request) {
     SendClipResult(request.id, dump.duration, dump.last_timestamp, dump.audio_drop, dump.video_drop,
                    dump.captured_from_hdr != 0);
   } else {
-    RemoveFile(request.filepath);
+    platform::RemoveFile(request.filepath);
     SendClipFailure(request.id, DumpErrorText(dump.status, request.filepath));
   }
 }

@@ -8,7 +8,9 @@
 
 namespace capture_service {
 
-bool WindowExists(std::uint32_t window) { return IsWindow(WindowFromNumber(window)) != FALSE; }
+bool WindowExists(std::uint32_t window) {
+  return IsWindow(platform::WindowFromNumber(window)) != FALSE;
+}
 
 ScreenRectangle MonitorRectangle(void* monitor) {
   MONITORINFO info{};
@@ -21,7 +23,8 @@ ScreenRectangle MonitorRectangle(void* monitor) {
 }
 
 GameProcess QueryGameProcess(std::uint32_t process_id) {
-  const OwnedHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
+  const platform::OwnedHandle process(
+      OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
   if (!process) return {.exists = GetLastError() != ERROR_INVALID_PARAMETER, .elevation = {}};
 
   DWORD exit_code = 0;

@@ -30,12 +30,12 @@ TrackerRegistry& Registry() {
 MonitorTracker* FindTracker(HWND window) {
   TrackerRegistry& registry = Registry();
   const std::lock_guard lock(registry.mutex);
-  const auto found = registry.trackers.find(WindowNumber(window));
+  const auto found = registry.trackers.find(platform::WindowNumber(window));
   return found != registry.trackers.end() ? found->second : nullptr;
 }
 
 void* NearestMonitor(std::uint32_t window) {
-  return MonitorFromWindow(WindowFromNumber(window), MONITOR_DEFAULTTONEAREST);
+  return MonitorFromWindow(platform::WindowFromNumber(window), MONITOR_DEFAULTTONEAREST);
 }
 
 void CALLBACK OnLocationChange(HWINEVENTHOOK /*hook*/, DWORD event, HWND window, LONG object,
@@ -67,7 +67,7 @@ void WatchWindow(std::uint32_t window, std::promise<std::uint32_t> ready) {
 
   {
     DWORD process = 0;
-    const DWORD thread = GetWindowThreadProcessId(WindowFromNumber(window), &process);
+    const DWORD thread = GetWindowThreadProcessId(platform::WindowFromNumber(window), &process);
     const std::unique_ptr<HWINEVENTHOOK, Unhooker> hook(
         SetWinEventHook(EVENT_OBJECT_LOCATIONCHANGE, EVENT_OBJECT_LOCATIONCHANGE, nullptr,
                         OnLocationChange, process, thread, WINEVENT_OUTOFCONTEXT));

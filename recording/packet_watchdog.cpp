@@ -6,18 +6,19 @@
 #include "diagnostics/fatal_failure.h"
 #include "diagnostics/logging.h"
 #include "gsdk/capture_library.h"
+#include "platform/deadline.h"
 #include "protocol/host_protocol.h"
 
 namespace capture_service {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // Waits for a packet or the stop flag and forgets the packet. Returns whether either came in time.
 bool WaitForPacket(PacketWatch& watch, std::unique_lock<std::mutex>& lock,
                    std::chrono::nanoseconds wait) {
-  const bool seen = watch.changed.wait_until(lock, DeadlineAfter(Clock::now(), wait),
-                                             [&] { return watch.stop || watch.packet_seen; });
+  const platform::SteadyTime deadline =
+      platform::DeadlineAfter(std::chrono::steady_clock::now(), wait);
+  const bool seen = platform::WaitUntil(watch.changed, lock, deadline,
+                                        [&] { return watch.stop || watch.packet_seen; });
   watch.packet_seen = false;
   return seen;
 }
@@ -80,10 +81,6 @@ void PacketWatchdog(std::chrono::nanoseconds first_packet_wait,
   ReactToStall(watch, "No recording packets seen within timeout, restarting",
                "NoRecordingPacketsWithinTimeout",
                "Failed to receive any data from process after max restarts. Stopping");
-}
-
-Clock::time_point DeadlineAfter(Clock::time_point now, std::chrono::nanoseconds wait) {
-  return now > Clock::time_point::max() - wait ? Clock::time_point::max() : now + wait;
 }
 
 }  // namespace capture_service

@@ -43,9 +43,4 @@ void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet);
 void PacketWatchdog(std::chrono::nanoseconds first_packet_wait = kFirstPacketWait,
                     std::chrono::nanoseconds packet_wait = kPacketWait);
 
-// `now` plus `wait` (not negative), or the last point in time that there is when the sum would lie
-// beyond it.
-std::chrono::steady_clock::time_point DeadlineAfter(std::chrono::steady_clock::time_point now,
-                                                    std::chrono::nanoseconds wait);
-
 }  // namespace capture_service

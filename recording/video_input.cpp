@@ -10,6 +10,7 @@
 #include "diagnostics/fatal_failure.h"
 #include "diagnostics/logging.h"
 #include "gsdk/capture_library.h"
+#include "platform/deadline.h"
 #include "protocol/host_protocol.h"
 #include "recording/game_state.h"
 #include "recording/input_descriptions.h"
@@ -128,7 +129,9 @@ std::optional<std::string> BuildCaptureSettings(const RecorderSettings& settings
 bool WaitForStop(std::chrono::nanoseconds wait) {
   SessionState& session = Session();
   std::unique_lock lock(session.mutex);
-  return session.stop_changed.wait_for(lock, wait, [&] { return session.stop; });
+  return platform::WaitUntil(session.stop_changed, lock,
+                             platform::DeadlineAfter(std::chrono::steady_clock::now(), wait),
+                             [&] { return session.stop; });
 }
 
 }  // namespace

@@ -2,9 +2,8 @@
 
 #include <memory>
 #include <mutex>
-#include <thread>
 
-#include "gsdk/capture_library.h"
+#include "platform/deadline.h"
 #include "protocol/command_queue.h"
 #include "protocol/recorder_settings.h"
 #include "recording/session_start.h"
@@ -18,7 +17,7 @@ namespace {
 void Execute(const Command& command, std::chrono::nanoseconds restart_wait) {
   switch (command.type) {
     case CommandType::kRestart:
-      std::this_thread::sleep_until(std::chrono::steady_clock::now() + restart_wait);
+      platform::SleepUntil(platform::DeadlineAfter(std::chrono::steady_clock::now(), restart_wait));
       StartRecordingSession();
       break;
     case CommandType::kChangeAudio:

@@ -46,7 +46,7 @@ class Arguments {
 
  private:
   int count_ = 0;
-  std::unique_ptr<wchar_t*, LocalMemoryFreer> words_;
+  std::unique_ptr<wchar_t*, platform::LocalMemoryFreer> words_;
 };
 
 // Makes the executable's folder the working directory; on failure the reason is the last error.
@@ -72,13 +72,14 @@ bool IsPipePath(std::wstring_view path) {
 }
 
 // Opens the host's pipe; null with the reason as the last error.
-OwnedHandle OpenPipe(const wchar_t* path) {
+platform::OwnedHandle OpenPipe(const wchar_t* path) {
   if (!IsPipePath(path)) {
     SetLastError(kBadPipePath);
     return nullptr;
   }
-  OwnedHandle pipe = OwnFile(CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                         OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+  platform::OwnedHandle pipe =
+      platform::OwnFile(CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_OVERLAPPED, nullptr));
   if (pipe) {
     // Of a message pipe every read takes one message, so that a host that sends a frame's prefix
     // and body as one is noticed. A byte pipe refuses the mode and stays as it is.
@@ -98,7 +99,7 @@ std::shared_ptr<void> LoadLibraryOrDefault(std::wstring& path) {
 
 DWORD Run(const Arguments& arguments) {
   if (!EnterOwnFolder()) return GetLastError();
-  const OwnedHandle pipe = OpenPipe(arguments[0]);
+  const platform::OwnedHandle pipe = OpenPipe(arguments[0]);
   if (!pipe) return GetLastError();
 
   CreateStopEvent();

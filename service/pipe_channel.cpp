@@ -22,7 +22,7 @@ HANDLE StopEvent = nullptr;
 // is given up with release(): Windows may still write here after everybody has left.
 struct PipeOperation {
   OVERLAPPED overlapped{};
-  OwnedHandle done;
+  platform::OwnedHandle done;
   std::array<char, kMaxMessageBytes> buffer{};
 
   // Makes it ready for one more operation.

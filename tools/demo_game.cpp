@@ -78,7 +78,7 @@ class Game {
     RegisterClassW(&window_class);
     RECT frame{0, 0, options_.size.cx, options_.size.cy};
     AdjustWindowRect(&frame, WS_OVERLAPPEDWINDOW, FALSE);
-    const std::wstring title = capture_service::WideFromUtf8(options_.title);
+    const std::wstring title = platform::WideFromUtf8(options_.title);
     window_ =
         CreateWindowExW(0, kWindowClass, title.c_str(), WS_OVERLAPPEDWINDOW, options_.position.x,
                         options_.position.y, frame.right - frame.left, frame.bottom - frame.top,
@@ -223,6 +223,6 @@ int Main(const std::vector<std::string>& arguments) {
 
 int wmain(int argc, wchar_t** argv) {
   std::vector<std::string> arguments;
-  for (int i = 1; i < argc; ++i) arguments.push_back(capture_service::Utf8FromWide(argv[i]));
+  for (int i = 1; i < argc; ++i) arguments.push_back(platform::Utf8FromWide(argv[i]));
   return demo_game::Main(arguments);
 }

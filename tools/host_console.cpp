@@ -25,8 +25,8 @@
 namespace host_tools {
 namespace {
 
-using capture_service::Utf8FromWide;
-using capture_service::WideFromUtf8;
+using platform::Utf8FromWide;
+using platform::WideFromUtf8;
 
 constexpr int kFailed = 1;
 constexpr int kMisused = 2;
@@ -270,6 +270,6 @@ int wmain(int argc, wchar_t** argv) {
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
   std::vector<std::string> arguments;
-  for (int i = 1; i < argc; ++i) arguments.push_back(capture_service::Utf8FromWide(argv[i]));
+  for (int i = 1; i < argc; ++i) arguments.push_back(platform::Utf8FromWide(argv[i]));
   return host_tools::Main(arguments);
 }

@@ -18,8 +18,8 @@
 namespace host_tools {
 namespace {
 
-using capture_service::Utf8FromWide;
-using capture_service::WideFromUtf8;
+using platform::Utf8FromWide;
+using platform::WideFromUtf8;
 
 constexpr std::chrono::seconds kLongestSleep{3'600};
 

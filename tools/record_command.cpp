@@ -96,7 +96,7 @@ void FillBuffer(HostSession& session, Inbox& inbox, Transcript& transcript, int 
 ClipAnswer RequestClip(HostSession& session, Inbox& inbox, const std::filesystem::path& clip) {
   const std::string id = "clip-1";
   const std::string doing = "it was writing the clip";
-  session.Send(ClipMessage(capture_service::Utf8FromWide(clip.wstring()), id));
+  session.Send(ClipMessage(platform::Utf8FromWide(clip.wstring()), id));
   const Clock::time_point deadline = Clock::now() + kClipLimit;
   while (const auto event = inbox.TakeUntil(deadline)) {
     FailIfOver(session, *event, doing);
@@ -135,7 +135,7 @@ void RecordClip(HostSession& session, Inbox& inbox, Transcript& transcript,
 
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(clip, error);
-  const std::string path = capture_service::Utf8FromWide(clip.wstring());
+  const std::string path = platform::Utf8FromWide(clip.wstring());
   if (error) throw CommandFailure("The service reported a clip, but there is no file " + path);
   PrintFigures(transcript, answer, size);
   if (status != 0) {

@@ -11,9 +11,9 @@
 namespace host_tools {
 namespace {
 
-using capture_service::OwnedHandle;
-using capture_service::OwnFile;
-using capture_service::Utf8FromWide;
+using platform::OwnedHandle;
+using platform::OwnFile;
+using platform::Utf8FromWide;
 using std::chrono::milliseconds;
 
 // Far more than the service ever has under way, so that neither side waits for the other.

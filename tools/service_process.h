@@ -80,10 +80,10 @@ class ServiceProcess {
   bool ReadExactly(char* bytes, std::uint32_t count);
 
   std::wstring pipe_path_;
-  capture_service::OwnedHandle pipe_;
-  capture_service::OwnedHandle stop_receiving_;
-  capture_service::OwnedHandle job_;
-  capture_service::OwnedHandle process_;
+  platform::OwnedHandle pipe_;
+  platform::OwnedHandle stop_receiving_;
+  platform::OwnedHandle job_;
+  platform::OwnedHandle process_;
   std::uint32_t process_id_ = 0;
   MessageHandler on_message_;
   ClosedHandler on_closed_;

@@ -25,8 +25,7 @@ void Transcript::JournalTo(const std::filesystem::path& path) {
   const std::lock_guard lock(mutex_);
   journal_.open(path, std::ios::app | std::ios::binary);
   if (!journal_) {
-    throw std::runtime_error("Cannot write the journal " +
-                             capture_service::Utf8FromWide(path.wstring()) +
+    throw std::runtime_error("Cannot write the journal " + platform::Utf8FromWide(path.wstring()) +
                              ". Choose a file in an existing folder.");
   }
 }

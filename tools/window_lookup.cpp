@@ -26,7 +26,7 @@ GameWindow Describe(HWND window) {
   std::wstring title(static_cast<std::size_t>(GetWindowTextLengthW(window)) + 1, L'\0');
   const int length = GetWindowTextW(window, title.data(), static_cast<int>(title.size()));
   title.resize(static_cast<std::size_t>(length));
-  result.title = capture_service::Utf8FromWide(title);
+  result.title = platform::Utf8FromWide(title);
   return result;
 }
 
@@ -52,7 +52,7 @@ std::vector<GameWindow> Matches(const WindowQuery& query, const std::vector<Game
     std::copy_if(windows.begin(), windows.end(), std::back_inserter(matches), matching);
   };
   if (query.hwnd) {
-    const HWND window = capture_service::WindowFromNumber(*query.hwnd);
+    const HWND window = platform::WindowFromNumber(*query.hwnd);
     if (IsWindow(window)) matches.push_back(Describe(window));
   } else if (query.pid) {
     select([&](const GameWindow& window) {

@@ -51,7 +51,7 @@ std::string DeviceId(IMMDevice& device) {
   LPWSTR text = nullptr;
   if (FAILED(device.GetId(&text))) return {};
   const TaskText owner(text);
-  return capture_service::Utf8FromWide(text);
+  return platform::Utf8FromWide(text);
 }
 
 std::string DeviceName(IMMDevice& device) {
@@ -60,7 +60,7 @@ std::string DeviceName(IMMDevice& device) {
   const ComObject<IPropertyStore> store(raw);
   PropertyValue value;
   if (FAILED(store->GetValue(PKEY_Device_FriendlyName, &value)) || value.vt != VT_LPWSTR) return {};
-  return capture_service::Utf8FromWide(value.pwszVal);
+  return platform::Utf8FromWide(value.pwszVal);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ Json MonitorList() {
   Json chosen;
   Json::array values;
   for (const Monitor& monitor : ListMonitors()) {
-    const std::string name = capture_service::Utf8FromWide(monitor.name);
+    const std::string name = platform::Utf8FromWide(monitor.name);
     const RECT& rectangle = monitor.rectangle;
     values.push_back(
         Json::object{{"info", Json::object{{"name", name},
@@ -37,10 +37,9 @@ Json WindowList() {
   Json::array values;
   for (const TopWindow& window : ListWindows()) {
     values.push_back(Json::object{
-        {"value",
-         Json::object{{"hwnd", static_cast<double>(capture_service::WindowNumber(window.handle))},
-                      {"title", window.title},
-                      {"pid", static_cast<double>(window.process_id)}}}});
+        {"value", Json::object{{"hwnd", static_cast<double>(platform::WindowNumber(window.handle))},
+                               {"title", window.title},
+                               {"pid", static_cast<double>(window.process_id)}}}});
   }
   return Json::object{{"window", Json::object{{"values", values}}}};
 }

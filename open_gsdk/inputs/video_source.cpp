@@ -43,12 +43,12 @@ void UseWindow(VideoSource& source, HWND window) {
   source.process_id = WindowProcess(window);
   if (source.process_id == 0) {
     throw Failure(ErrorCode::kInputGone,
-                  "there is no window " + std::to_string(capture_service::WindowNumber(window)));
+                  "there is no window " + std::to_string(platform::WindowNumber(window)));
   }
 }
 
 bool ProcessRuns(DWORD process_id) {
-  const capture_service::OwnedHandle process(
+  const platform::OwnedHandle process(
       OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process_id));
   if (!process) return GetLastError() != ERROR_INVALID_PARAMETER;
   DWORD exit_code = 0;
@@ -67,7 +67,7 @@ void UseMainWindow(VideoSource& source, DWORD process_id) {
 
 void UseMonitor(VideoSource& source, const Json& value) {
   if (!value.is_string()) ThrowBadMember("monitor");
-  source.monitor = capture_service::WideFromUtf8(value.string_value());
+  source.monitor = platform::WideFromUtf8(value.string_value());
   if (!FindMonitor(source.monitor)) {
     throw Failure(ErrorCode::kInputGone, "there is no monitor " + value.string_value());
   }
@@ -100,7 +100,7 @@ VideoSource ReadVideoSource(InputType type, const std::string& settings) {
       UseMonitor(source, parsed["monitor"]);
       break;
     case InputType::kWindow:
-      UseWindow(source, capture_service::WindowFromNumber(ReadNumber(parsed["window"], "hwnd")));
+      UseWindow(source, platform::WindowFromNumber(ReadNumber(parsed["window"], "hwnd")));
       break;
     case InputType::kGame:
       // Nothing is injected into the game, with or without "anticheat".
@@ -108,7 +108,7 @@ VideoSource ReadVideoSource(InputType type, const std::string& settings) {
       if (parsed["game"]["hwnd"].is_null()) {
         UseMainWindow(source, ReadNumber(parsed["game"], "pid"));
       } else {
-        UseWindow(source, capture_service::WindowFromNumber(ReadNumber(parsed["game"], "hwnd")));
+        UseWindow(source, platform::WindowFromNumber(ReadNumber(parsed["game"], "hwnd")));
       }
       break;
   }
@@ -132,9 +132,9 @@ Size SourceSize(const VideoSource& source) {
 
 std::string DescribeSource(const VideoSource& source) {
   if (source.window == nullptr) {
-    return "monitor " + capture_service::Utf8FromWide(source.monitor);
+    return "monitor " + platform::Utf8FromWide(source.monitor);
   }
-  return "window " + std::to_string(capture_service::WindowNumber(source.window)) + " of process " +
+  return "window " + std::to_string(platform::WindowNumber(source.window)) + " of process " +
          std::to_string(source.process_id);
 }
 

@@ -16,7 +16,7 @@ BOOL CALLBACK AddWindow(HWND window, LPARAM list) {
   // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how Windows passes the caller's pointer.
   reinterpret_cast<std::vector<TopWindow>*>(list)->push_back(
       {window, WindowProcess(window),
-       capture_service::Utf8FromWide({title.data(), static_cast<std::size_t>(length)})});
+       platform::Utf8FromWide({title.data(), static_cast<std::size_t>(length)})});
   return TRUE;
 }
 

@@ -21,9 +21,8 @@ class TemporaryFile {
  public:
   explicit TemporaryFile(std::wstring path)
       : path_(std::move(path)),
-        file_(
-            capture_service::OwnFile(CreateFileW(path_.c_str(), GENERIC_WRITE | DELETE, 0, nullptr,
-                                                 CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr))),
+        file_(platform::OwnFile(CreateFileW(path_.c_str(), GENERIC_WRITE | DELETE, 0, nullptr,
+                                            CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr))),
         exists_(file_ != nullptr) {}
   ~TemporaryFile() {
     file_.reset();
@@ -59,7 +58,7 @@ class TemporaryFile {
 
  private:
   std::wstring path_;
-  capture_service::OwnedHandle file_;
+  platform::OwnedHandle file_;
   bool exists_;
 };
 
@@ -70,7 +69,7 @@ std::wstring TemporaryName(const std::wstring& target) {
 }
 
 DumpStatus Write(const Clip& clip, const std::string& path) {
-  const std::wstring target = capture_service::WideFromUtf8(path);
+  const std::wstring target = platform::WideFromUtf8(path);
   if (target.empty()) return DumpStatus::kCannotOpen;
   TemporaryFile file(TemporaryName(target));
   if (!file.exists()) return DumpStatus::kCannotOpen;

@@ -10,11 +10,11 @@ namespace open_gsdk {
 namespace {
 
 // Exact to half a millisecond, where an ordinary timer is to 16; since Windows 10 1803.
-capture_service::OwnedHandle CreateTimer() {
+platform::OwnedHandle CreateTimer() {
   constexpr DWORD kHighResolution = 0x2;  // CREATE_WAITABLE_TIMER_HIGH_RESOLUTION
   HANDLE timer = CreateWaitableTimerExW(nullptr, nullptr, kHighResolution, TIMER_ALL_ACCESS);
   if (timer == nullptr) timer = CreateWaitableTimerExW(nullptr, nullptr, 0, TIMER_ALL_ACCESS);
-  return capture_service::OwnedHandle(timer);
+  return platform::OwnedHandle(timer);
 }
 
 }  // namespace

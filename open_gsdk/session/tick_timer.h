@@ -22,8 +22,8 @@ class TickTimer {
 
  private:
   std::atomic<bool> stopped_{false};
-  capture_service::OwnedHandle stop_;
-  capture_service::OwnedHandle timer_;
+  platform::OwnedHandle stop_;
+  platform::OwnedHandle timer_;
 };
 
 }  // namespace open_gsdk

@@ -9,7 +9,7 @@
 namespace fake_wmi {
 namespace {
 
-using capture_service::Utf8FromWide;
+using platform::Utf8FromWide;
 
 std::string Show(const wchar_t* text) { return text != nullptr ? Utf8FromWide(text) : "null"; }
 std::string Show(const void* pointer) { return pointer != nullptr ? "set" : "null"; }

@@ -6,7 +6,7 @@
 namespace e2e {
 namespace {
 
-using capture_service::OwnedHandle;
+using platform::OwnedHandle;
 
 std::wstring Quoted(const std::wstring& argument) {
   const bool plain = !argument.empty() && argument.find(L' ') == std::wstring::npos;

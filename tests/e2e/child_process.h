@@ -37,8 +37,8 @@ class ChildProcess {
   bool IsRunning() const { return !WaitForExit(std::chrono::milliseconds(0)); }
 
  private:
-  capture_service::OwnedHandle job_;  // ends the program when it is closed
-  capture_service::OwnedHandle process_;
+  platform::OwnedHandle job_;  // ends the program when it is closed
+  platform::OwnedHandle process_;
   DWORD id_ = 0;
 };
 

@@ -11,8 +11,8 @@
 namespace e2e {
 namespace {
 
-using capture_service::OwnedHandle;
-using capture_service::OwnFile;
+using platform::OwnedHandle;
+using platform::OwnFile;
 
 std::wstring UniquePipeName() {
   static std::atomic<int> counter = 0;

@@ -74,7 +74,7 @@ class HostPipe {
 
   std::wstring path_;
   PipeMode mode_;
-  capture_service::OwnedHandle pipe_;
+  platform::OwnedHandle pipe_;
   std::thread reader_;
   std::atomic<bool> closing_ = false;
 

@@ -82,8 +82,8 @@ std::size_t CountHandles(DWORD process) {
 }
 
 std::size_t CountThreads(DWORD process) {
-  const capture_service::OwnedHandle snapshot =
-      capture_service::OwnFile(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  const platform::OwnedHandle snapshot =
+      platform::OwnFile(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
   THREADENTRY32 thread = {};
   thread.dwSize = sizeof(thread);
   std::size_t count = 0;

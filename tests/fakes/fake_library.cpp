@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "tests/fakes/transcript.h"
 #include "tests/fakes/fake_library_objects.h"
+#include "tests/fakes/transcript.h"
 
 namespace core_test {
 

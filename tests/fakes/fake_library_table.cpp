@@ -8,8 +8,8 @@
 #include "recording/packet_watchdog.h"
 #include "recording/session_state.h"
 #include "tests/fakes/fake_library.h"
-#include "tests/fakes/transcript.h"
 #include "tests/fakes/fake_library_objects.h"
+#include "tests/fakes/transcript.h"
 
 namespace core_test {
 namespace {

@@ -22,17 +22,23 @@ void ResetWindows() { Windows() = {}; }
 
 }  // namespace core_test
 
+namespace platform {
+
+void FailFast() noexcept { std::abort(); }
+
+void RemoveFile(const std::string& path) noexcept {
+  core_test::Record("RemoveFile " + core_test::Quoted(path));
+}
+
+std::optional<std::wstring> CommonAppDataFolder() { return core_test::Windows().common_app_data; }
+
+}  // namespace platform
+
 namespace capture_service {
 
 using core_test::Quoted;
 using core_test::Record;
 using core_test::Windows;
-
-void FailFast() noexcept { std::abort(); }
-
-void RemoveFile(const std::string& path) noexcept { Record("RemoveFile " + Quoted(path)); }
-
-std::optional<std::wstring> CommonAppDataFolder() { return Windows().common_app_data; }
 
 bool WindowExists(std::uint32_t window) {
   std::optional<int>& times = Windows().window_exists_times;

@@ -15,9 +15,7 @@ namespace {
 
 constexpr std::chrono::seconds kPatience{60};
 
-std::filesystem::path PathOf(const std::string& utf8) {
-  return capture_service::WideFromUtf8(utf8);
-}
+std::filesystem::path PathOf(const std::string& utf8) { return platform::WideFromUtf8(utf8); }
 
 }  // namespace
 
@@ -131,7 +129,7 @@ void Client::OnError(void* client, gsdk_error* error) {
 }
 
 TemporaryPath::TemporaryPath(const std::string& name)
-    : path_(capture_service::Utf8FromWide(std::filesystem::temp_directory_path().native()) +
+    : path_(platform::Utf8FromWide(std::filesystem::temp_directory_path().native()) +
             std::to_string(GetCurrentProcessId()) + "-" + name) {
   std::filesystem::remove_all(PathOf(path_));
 }

@@ -24,14 +24,14 @@ namespace open_gsdk {
 namespace {
 
 std::string Read(const std::string& utf8) {
-  std::ifstream file(std::filesystem::path(capture_service::WideFromUtf8(utf8)), std::ios::binary);
+  std::ifstream file(std::filesystem::path(platform::WideFromUtf8(utf8)), std::ios::binary);
   std::ostringstream content;
   content << file.rdbuf();
   return content.str();
 }
 
 void Write(const std::string& utf8, const std::string& content) {
-  std::ofstream(std::filesystem::path(capture_service::WideFromUtf8(utf8))) << content;
+  std::ofstream(std::filesystem::path(platform::WideFromUtf8(utf8))) << content;
 }
 
 // Real packets of a short recording.
@@ -108,8 +108,7 @@ TEST_F(ClipTest, DumpWithoutAPathCannotOpen) {
 
 TEST_F(ClipTest, DumpOntoAFolderCannotRenameAndLeavesNothing) {
   const TemporaryPath folder("folder.mp4");
-  std::filesystem::create_directory(
-      std::filesystem::path(capture_service::WideFromUtf8(folder.utf8())));
+  std::filesystem::create_directory(std::filesystem::path(platform::WideFromUtf8(folder.utf8())));
   EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), folder.utf8().c_str()).status, 7);
   EXPECT_EQ(folder.FilesLikeIt(), 1u);
 }
@@ -117,8 +116,8 @@ TEST_F(ClipTest, DumpOntoAFolderCannotRenameAndLeavesNothing) {
 TEST_F(ClipTest, DumpOntoAFileThatIsInUseCannotRenameAndLeavesItAsItWas) {
   const TemporaryPath path("in use.mp4");
   Write(path.utf8(), "old");
-  const std::wstring wide = capture_service::WideFromUtf8(path.utf8());
-  const capture_service::OwnedHandle user = capture_service::OwnFile(
+  const std::wstring wide = platform::WideFromUtf8(path.utf8());
+  const platform::OwnedHandle user = platform::OwnFile(
       CreateFileW(wide.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
   ASSERT_NE(user, nullptr);
   EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), path.utf8().c_str()).status, 7);

@@ -202,7 +202,7 @@ TEST(Recording, AMonitorThatGoesIsConnectionError31) {
                                    [](const Monitor& monitor) { return !monitor.primary; });
   Client client;
   client.Choose("monitor", "{\"monitor\": \"\\\\\\\\.\\\\" +
-                               capture_service::Utf8FromWide(second->name.substr(4)) + "\"}");
+                               platform::Utf8FromWide(second->name.substr(4)) + "\"}");
   ASSERT_EQ(client.Start(), 0);
   client.WaitForFrames(3);
   // Taking a monitor off the desktop, and giving it back at the end.

@@ -72,7 +72,7 @@ TestWindow::TestWindow(const wchar_t* title, int client_width, int client_height
 
 TestWindow::~TestWindow() { Close(); }
 
-unsigned TestWindow::number() const { return capture_service::WindowNumber(handle_); }
+unsigned TestWindow::number() const { return platform::WindowNumber(handle_); }
 
 void TestWindow::Fill(COLORREF colour) const { SendMessageW(handle_, kFill, colour, 0); }
 

@@ -22,7 +22,7 @@ TEST(RemoveFile, RemovesAFileWhosePathIsUtf8) {
   std::ofstream(path) << "partial clip";
   ASSERT_TRUE(std::filesystem::exists(path));
 
-  RemoveFile(Utf8FromWide(path.native()));
+  platform::RemoveFile(platform::Utf8FromWide(path.native()));
 
   EXPECT_FALSE(std::filesystem::exists(path));
 }
@@ -31,7 +31,7 @@ TEST(RemoveFile, ReadsThePathUpToItsFirstZeroByte) {
   const std::filesystem::path path = TestFile(L"cut.mp4");
   std::ofstream(path) << "partial clip";
 
-  RemoveFile(Utf8FromWide(path.native()) + std::string("\0.other", 7));
+  platform::RemoveFile(platform::Utf8FromWide(path.native()) + std::string("\0.other", 7));
 
   EXPECT_FALSE(std::filesystem::exists(path));
 }
@@ -41,20 +41,20 @@ TEST(RemoveFile, LeavesAFolderWithFilesAlone) {
   std::filesystem::create_directory(folder);
   std::ofstream(folder / "kept.mp4") << "a clip";
 
-  RemoveFile(Utf8FromWide(folder.native()));
+  platform::RemoveFile(platform::Utf8FromWide(folder.native()));
 
   EXPECT_TRUE(std::filesystem::exists(folder / "kept.mp4"));
   std::filesystem::remove_all(folder);
 }
 
 TEST(RemoveFile, BearsPathsThatCannotBe) {
-  RemoveFile("");
-  RemoveFile("\xff\xfe?*");
-  RemoveFile(std::string(40000, 'x'));
+  platform::RemoveFile("");
+  platform::RemoveFile("\xff\xfe?*");
+  platform::RemoveFile(std::string(40000, 'x'));
 }
 
 TEST(CommonAppDataFolder, IsAnExistingFolderWithoutATrailingSeparator) {
-  const std::optional<std::wstring> folder = CommonAppDataFolder();
+  const std::optional<std::wstring> folder = platform::CommonAppDataFolder();
 
   ASSERT_TRUE(folder);
   EXPECT_TRUE(std::filesystem::is_directory(*folder));
@@ -62,15 +62,17 @@ TEST(CommonAppDataFolder, IsAnExistingFolderWithoutATrailingSeparator) {
 }
 
 TEST(TextEncoding, ConvertsBothWays) {
-  EXPECT_EQ(Utf8FromWide(L"\u00e4\u4e2d\U0001f3ae"), "\xc3\xa4\xe4\xb8\xad\xf0\x9f\x8e\xae");
-  EXPECT_EQ(WideFromUtf8("\xc3\xa4\xe4\xb8\xad\xf0\x9f\x8e\xae"), L"\u00e4\u4e2d\U0001f3ae");
-  EXPECT_EQ(Utf8FromWide(L""), "");
-  EXPECT_EQ(WideFromUtf8(""), L"");
+  EXPECT_EQ(platform::Utf8FromWide(L"\u00e4\u4e2d\U0001f3ae"),
+            "\xc3\xa4\xe4\xb8\xad\xf0\x9f\x8e\xae");
+  EXPECT_EQ(platform::WideFromUtf8("\xc3\xa4\xe4\xb8\xad\xf0\x9f\x8e\xae"),
+            L"\u00e4\u4e2d\U0001f3ae");
+  EXPECT_EQ(platform::Utf8FromWide(L""), "");
+  EXPECT_EQ(platform::WideFromUtf8(""), L"");
 }
 
 TEST(TextEncoding, ReplacesMalformedInput) {
-  EXPECT_EQ(WideFromUtf8("a\xff"), L"a\ufffd");
-  EXPECT_EQ(Utf8FromWide(std::wstring(1, wchar_t{0xd800})), "\xef\xbf\xbd");
+  EXPECT_EQ(platform::WideFromUtf8("a\xff"), L"a\ufffd");
+  EXPECT_EQ(platform::Utf8FromWide(std::wstring(1, wchar_t{0xd800})), "\xef\xbf\xbd");
 }
 
 }  // namespace

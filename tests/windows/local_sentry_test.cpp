@@ -102,14 +102,13 @@ TEST_F(LocalSentryTest, JournalsTheOptions) {
   ASSERT_EQ(journal.size(), 1U);
   EXPECT_EQ(journal[0]["type"].string_value(), "init");
   EXPECT_EQ(journal[0]["process"].number_value(), GetCurrentProcessId());
-  EXPECT_EQ(
-      journal[0]["options"],
-      Json(Json::object{{"dsn", "https://key@host.invalid/1"},
-                        {"environment", "test"},
-                        {"max_breadcrumbs", 200},
-                        {"handler_path", "./crashpad_handler.exe"},
-                        {"sample_rate", 0.3},
-                        {"database_path", capture_service::Utf8FromWide(Database().wstring())}}));
+  EXPECT_EQ(journal[0]["options"],
+            Json(Json::object{{"dsn", "https://key@host.invalid/1"},
+                              {"environment", "test"},
+                              {"max_breadcrumbs", 200},
+                              {"handler_path", "./crashpad_handler.exe"},
+                              {"sample_rate", 0.3},
+                              {"database_path", platform::Utf8FromWide(Database().wstring())}}));
 }
 
 TEST_F(LocalSentryTest, JournalsAnEventWithWhatWasThereAtThatMoment) {
@@ -158,7 +157,7 @@ TEST_F(LocalSentryTest, AddsTheCallersStack) {
       journal[1]["event"]["threads"]["values"][0]["stacktrace"]["frames"].array_items();
   std::array<wchar_t, MAX_PATH> own_path{};
   GetModuleFileNameW(nullptr, own_path.data(), static_cast<DWORD>(own_path.size()));
-  const std::string own_package = capture_service::Utf8FromWide(own_path.data());
+  const std::string own_package = platform::Utf8FromWide(own_path.data());
   EXPECT_TRUE(std::any_of(frames.begin(), frames.end(), [&](const Json& frame) {
     return frame["package"].string_value() == own_package;
   })) << journal[1].dump();

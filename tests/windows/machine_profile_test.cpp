@@ -37,7 +37,7 @@ std::string AskWmic(const std::wstring& what) {
   const std::size_t start = output.find(L'\n') + 1;
   std::wstring value = output.substr(start, output.find(L'\r', start) - start);
   value.erase(value.find_last_not_of(L' ') + 1);
-  return Utf8FromWide(value);
+  return platform::Utf8FromWide(value);
 }
 
 std::optional<std::string> Tag(const MachineProfile& profile, const std::string& name) {
@@ -111,7 +111,8 @@ TEST(CollectMachineProfile, PrefersTheMemorySizeInTheRegistry) {
   const std::string device = AskWmic(L"path Win32_VideoController get pnpdeviceid");
   const std::wstring driver = L"{4d36e968-e325-11ce-bfc1-08002be10318}\\7777";
   const TemporaryRegistryValue driver_value(
-      L"SYSTEM\\CurrentControlSet\\Enum\\" + WideFromUtf8(device), L"Driver", RegistryText(driver));
+      L"SYSTEM\\CurrentControlSet\\Enum\\" + platform::WideFromUtf8(device), L"Driver",
+      RegistryText(driver));
   const TemporaryRegistryValue memory(L"SYSTEM\\CurrentControlSet\\Control\\Class\\" + driver,
                                       L"HardwareInformation.qwMemorySize",
                                       RegistryNumber64(8589934592));
@@ -161,7 +162,7 @@ TEST(CollectMachineProfile, ThrowsInAnApartmentOfTheOtherKind) {
   try {
     CollectMachineProfile();
     ADD_FAILURE() << "nothing was thrown";
-  } catch (const WindowsFailure& failure) {
+  } catch (const platform::WindowsFailure& failure) {
     EXPECT_EQ(failure.code(), RPC_E_CHANGED_MODE);
     EXPECT_NE(std::string(failure.file()).find("machine_profile_wmi.cpp"), std::string::npos);
   }

@@ -200,7 +200,7 @@ TEST_F(CollectWmiProfileTest, ThrowsWhenThereIsNoLocator) {
   try {
     Collect(std::move(script));
     ADD_FAILURE() << "nothing was thrown";
-  } catch (const WindowsFailure& failure) {
+  } catch (const platform::WindowsFailure& failure) {
     EXPECT_EQ(failure.code(), CO_E_SERVER_EXEC_FAILURE);
   }
 }

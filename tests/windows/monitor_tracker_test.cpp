@@ -81,7 +81,7 @@ class MonitorTrackerTest : public testing::Test {
   }
 
   std::unique_ptr<MonitorTracker> Track(HWND window, Crossings& crossings) {
-    return std::make_unique<MonitorTracker>(WindowNumber(window), crossings.Callback());
+    return std::make_unique<MonitorTracker>(platform::WindowNumber(window), crossings.Callback());
   }
 
   // Moves the window to (x, y) of the monitor without a word.

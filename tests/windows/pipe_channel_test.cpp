@@ -20,8 +20,8 @@ namespace {
 
 // Both ends of a pipe: the host's, without overlapped I/O, and the service's.
 struct PipePair {
-  OwnedHandle host;
-  OwnedHandle service;
+  platform::OwnedHandle host;
+  platform::OwnedHandle service;
 };
 
 PipePair OpenPipePair(DWORD type, DWORD buffer_size = 65536) {
@@ -30,10 +30,11 @@ PipePair OpenPipePair(DWORD type, DWORD buffer_size = 65536) {
                             std::to_wstring(GetCurrentProcessId()) + L"." +
                             std::to_wstring(counter++);
   PipePair pair;
-  pair.host = OwnFile(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, type, 1, buffer_size,
-                                       buffer_size, 0, nullptr));
-  pair.service = OwnFile(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                     OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+  pair.host = platform::OwnFile(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, type, 1,
+                                                 buffer_size, buffer_size, 0, nullptr));
+  pair.service =
+      platform::OwnFile(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
   return pair;
 }
 

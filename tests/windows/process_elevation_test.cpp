@@ -8,20 +8,20 @@
 namespace capture_service {
 namespace {
 
-OwnedHandle OwnToken() {
+platform::OwnedHandle OwnToken() {
   HANDLE token = nullptr;
   OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY | TOKEN_DUPLICATE, &token);
-  return OwnedHandle(token);
+  return platform::OwnedHandle(token);
 }
 
 // The limited twin of the test's own token; null when it has none.
-OwnedHandle LimitedToken() {
+platform::OwnedHandle LimitedToken() {
   TOKEN_LINKED_TOKEN linked{};
   DWORD size = 0;
   if (!GetTokenInformation(OwnToken().get(), TokenLinkedToken, &linked, sizeof(linked), &size)) {
     return nullptr;
   }
-  return OwnedHandle(linked.LinkedToken);
+  return platform::OwnedHandle(linked.LinkedToken);
 }
 
 // A process that does nothing and is ended with its owner.
@@ -47,8 +47,8 @@ class SleepingProcess {
   [[nodiscard]] HANDLE handle() const { return process_.get(); }
 
  private:
-  OwnedHandle process_;
-  OwnedHandle thread_;
+  platform::OwnedHandle process_;
+  platform::OwnedHandle thread_;
 };
 
 TEST(QueryProcessElevation, OfAnAdministratorWithASplitTokenIsFull) {
@@ -57,7 +57,7 @@ TEST(QueryProcessElevation, OfAnAdministratorWithASplitTokenIsFull) {
 }
 
 TEST(QueryProcessElevation, OfAProcessWithTheOtherHalfIsLimited) {
-  const OwnedHandle limited = LimitedToken();
+  const platform::OwnedHandle limited = LimitedToken();
   if (!limited) GTEST_SKIP() << "the test's own token is not split";
   const SleepingProcess process(limited.get());
   ASSERT_NE(process.handle(), nullptr) << "error " << GetLastError();
@@ -69,17 +69,17 @@ TEST(QueryProcessElevation, IsUnknownWithoutAProcess) {
 }
 
 TEST(QueryProcessElevation, IsUnknownForAHandleOfSomethingElse) {
-  const OwnedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  const platform::OwnedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   ASSERT_TRUE(event);
   EXPECT_EQ(QueryProcessElevation(event.get()), "unknown");
 }
 
 TEST(QueryProcessElevation, IsUnknownWithoutTheRightToAsk) {
-  const OwnedHandle process(OpenProcess(SYNCHRONIZE, FALSE, GetCurrentProcessId()));
+  const platform::OwnedHandle process(OpenProcess(SYNCHRONIZE, FALSE, GetCurrentProcessId()));
   ASSERT_TRUE(process);
   HANDLE token = nullptr;
   if (OpenProcessToken(process.get(), TOKEN_QUERY, &token)) {
-    const OwnedHandle owner(token);
+    const platform::OwnedHandle owner(token);
     GTEST_SKIP() << "this system (Wine) does not ask for the right";
   }
   EXPECT_EQ(QueryProcessElevation(process.get()), "unknown");

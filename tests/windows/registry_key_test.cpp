@@ -16,17 +16,17 @@ const std::wstring kKey = L"SOFTWARE\\CaptureService registry test";
 
 std::optional<std::wstring> ReadText(const RegistryData& data) {
   const TemporaryRegistryValue value(kKey, L"Value", data);
-  return ReadRegistryText(OpenMachineKey(kKey).get(), L"Value");
+  return platform::ReadRegistryText(platform::OpenMachineKey(kKey).get(), L"Value");
 }
 
 template <typename Number>
 std::optional<Number> ReadNumber(const RegistryData& data) {
   const TemporaryRegistryValue value(kKey, L"Value", data);
-  return ReadRegistryNumber<Number>(OpenMachineKey(kKey).get(), L"Value");
+  return platform::ReadRegistryNumber<Number>(platform::OpenMachineKey(kKey).get(), L"Value");
 }
 
 TEST(OpenMachineKey, IsNullForAMissingKey) {
-  EXPECT_EQ(OpenMachineKey(L"SOFTWARE\\CaptureService no such key"), nullptr);
+  EXPECT_EQ(platform::OpenMachineKey(L"SOFTWARE\\CaptureService no such key"), nullptr);
 }
 
 TEST(ReadRegistryText, KeepsTheTerminatingZero) {
@@ -53,7 +53,8 @@ TEST(ReadRegistryText, RefusesOtherTypes) {
 
 TEST(ReadRegistryText, IsNoneForAMissingValue) {
   const TemporaryRegistryValue other(kKey, L"Other", RegistryText(L"text"));
-  EXPECT_EQ(ReadRegistryText(OpenMachineKey(kKey).get(), L"Value"), std::nullopt);
+  EXPECT_EQ(platform::ReadRegistryText(platform::OpenMachineKey(kKey).get(), L"Value"),
+            std::nullopt);
 }
 
 TEST(ReadRegistryNumber, ReadsNumbersOfItsSize) {
@@ -71,7 +72,9 @@ TEST(ReadRegistryNumber, IsNoneForALongerValue) {
 
 TEST(ReadRegistryNumber, IsNoneForAMissingValue) {
   const TemporaryRegistryValue other(kKey, L"Other", RegistryNumber(1));
-  EXPECT_EQ(ReadRegistryNumber<std::uint32_t>(OpenMachineKey(kKey).get(), L"Value"), std::nullopt);
+  EXPECT_EQ(
+      platform::ReadRegistryNumber<std::uint32_t>(platform::OpenMachineKey(kKey).get(), L"Value"),
+      std::nullopt);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ std::vector<BYTE> BytesOf(const Number& number) {
   return bytes;
 }
 
-OwnedRegistryKey OpenForWriting(const std::wstring& path, bool* made) {
+platform::OwnedRegistryKey OpenForWriting(const std::wstring& path, bool* made) {
   HKEY key = nullptr;
   DWORD disposition = 0;
   if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE,
@@ -24,7 +24,7 @@ OwnedRegistryKey OpenForWriting(const std::wstring& path, bool* made) {
     throw std::runtime_error("the registry refuses to be written to");
   }
   *made = disposition == REG_CREATED_NEW_KEY;
-  return OwnedRegistryKey(key);
+  return platform::OwnedRegistryKey(key);
 }
 
 std::optional<RegistryData> Read(HKEY key, const std::wstring& name) {
@@ -63,7 +63,7 @@ RegistryData RegistryNumber64(std::uint64_t number) { return {REG_QWORD, BytesOf
 TemporaryRegistryValue::TemporaryRegistryValue(std::wstring key, std::wstring name,
                                                std::optional<RegistryData> data)
     : key_(std::move(key)), name_(std::move(name)) {
-  const OwnedRegistryKey open_key = OpenForWriting(key_, &made_key_);
+  const platform::OwnedRegistryKey open_key = OpenForWriting(key_, &made_key_);
   before_ = Read(open_key.get(), name_);
   Write(open_key.get(), name_, data);
 }

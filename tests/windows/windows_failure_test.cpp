@@ -29,7 +29,7 @@ LONG CALLBACK TakeDebuggerLine(EXCEPTION_POINTERS* exception) {
   if (record.ExceptionCode == kWideDebugOutput) {
     DebuggerLines().emplace_back(static_cast<const wchar_t*>(text), length);
   } else if (record.ExceptionCode == kDebugOutput) {
-    DebuggerLines().push_back(WideFromUtf8({static_cast<const char*>(text), length}));
+    DebuggerLines().push_back(platform::WideFromUtf8({static_cast<const char*>(text), length}));
   } else {
     return EXCEPTION_CONTINUE_SEARCH;
   }
@@ -52,17 +52,17 @@ std::wstring ThreadIdText() {
 }
 
 TEST_F(WindowsFailureTest, SuccessCodesAreNotThrown) {
-  EXPECT_NO_THROW(ThrowIfFailed(S_OK));
-  EXPECT_NO_THROW(ThrowIfFailed(S_FALSE));
+  EXPECT_NO_THROW(platform::ThrowIfFailed(S_OK));
+  EXPECT_NO_THROW(platform::ThrowIfFailed(S_FALSE));
   EXPECT_EQ(DebuggerLines(), std::vector<std::wstring>{});
 }
 
 TEST_F(WindowsFailureTest, CarriesTheCodeAndTheCallersPosition) {
   const unsigned line = __LINE__ + 2;
   try {
-    ThrowIfFailed(RPC_E_CHANGED_MODE);
+    platform::ThrowIfFailed(RPC_E_CHANGED_MODE);
     FAIL() << "nothing was thrown";
-  } catch (const WindowsFailure& failure) {
+  } catch (const platform::WindowsFailure& failure) {
     EXPECT_EQ(failure.code(), RPC_E_CHANGED_MODE);
     EXPECT_STREQ(failure.file(), __FILE__);
     EXPECT_EQ(failure.line(), line);
@@ -71,16 +71,16 @@ TEST_F(WindowsFailureTest, CarriesTheCodeAndTheCallersPosition) {
 
 TEST_F(WindowsFailureTest, TellsTheDebuggerWhatItCarries) {
   try {
-    ThrowIfFailed(E_OUTOFMEMORY);
+    platform::ThrowIfFailed(E_OUTOFMEMORY);
     FAIL() << "nothing was thrown";
-  } catch (const WindowsFailure& failure) {
+  } catch (const platform::WindowsFailure& failure) {
     const std::string message = failure.what();
     EXPECT_NE(message, "");
     EXPECT_EQ(message.find_first_of("\r\n"), std::string::npos);
-    EXPECT_EQ(
-        DebuggerLines(),
-        std::vector{WideFromUtf8(failure.file()) + L"(" + std::to_wstring(failure.line()) +
-                    L") tid(" + ThreadIdText() + L") 8007000E " + WideFromUtf8(message) + L"\n"});
+    EXPECT_EQ(DebuggerLines(),
+              std::vector{platform::WideFromUtf8(failure.file()) + L"(" +
+                          std::to_wstring(failure.line()) + L") tid(" + ThreadIdText() +
+                          L") 8007000E " + platform::WideFromUtf8(message) + L"\n"});
   }
 }
 
@@ -90,13 +90,13 @@ TEST_F(WindowsFailureTest, GivesTheSystemsMessage) {
       FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                      ERROR_ACCESS_DENIED, 0, text, static_cast<DWORD>(std::size(text)), nullptr);
   ASSERT_GT(length, 2U);
-  EXPECT_EQ(WindowsFailure(E_ACCESSDENIED).what() + std::string("\r\n"),
-            Utf8FromWide({text, length}));
+  EXPECT_EQ(platform::WindowsFailure(E_ACCESSDENIED).what() + std::string("\r\n"),
+            platform::Utf8FromWide({text, length}));
 }
 
 TEST_F(WindowsFailureTest, GoesWithoutAMessageWhereTheSystemHasNone) {
   const HRESULT code = static_cast<HRESULT>(0xA0FF1234U);
-  const WindowsFailure failure(code);
+  const platform::WindowsFailure failure(code);
   EXPECT_STREQ(failure.what(), "");
   ASSERT_EQ(DebuggerLines().size(), 1U);
   EXPECT_TRUE(DebuggerLines()[0].ends_with(L") A0FF1234 \n"));
