@@ -3,6 +3,10 @@
 //
 // Every handle is opaque to the service. A call with an `error` parameter returns false on failure
 // and leaves an error object there; the caller reads its code and message and frees it once.
+//
+// What is said here holds for every capture library, but for what follows the words "Open
+// library:": that is a promise of the project's own library only, and the service does not rely on
+// it.
 #pragma once
 
 #include <cstddef>
@@ -17,9 +21,36 @@ struct gsdk_error;
 struct gsdk_encoded_packet;
 struct gsdk_audio_input;
 
-// What a dump of the replay buffer came to. Times are in nanoseconds.
+// How a dump ended. Any other number is a failure too.
+enum gsdk_dump_status : std::int32_t {
+  kGsdkDumpSuccess = 0,
+  kGsdkDumpEmpty = 2,           // the buffer held nothing to write
+  kGsdkDumpCannotOpen = 3,      // the file can't be created
+  kGsdkDumpBadAudioStream = 4,  // the file's format doesn't take the sound
+  kGsdkDumpBadVideoStream = 5,  // the file's format doesn't take the picture
+  kGsdkDumpCannotWrite = 6,     // the file couldn't be written to its end
+  kGsdkDumpCannotRename = 7,    // the finished file couldn't be given its name
+};
+
+// The codes of error objects on which the service acts in a way of its own; there are more.
+enum gsdk_error_code : std::int32_t {
+  kGsdkErrorRestartable = 8,       // ended the connection: a new session may work
+  kGsdkErrorNoEncoder = 15,        // session create or start: no valid encoder
+  kGsdkErrorHopelessInput = 24,    // video input: trying again will not help
+  kGsdkErrorHookInjectRetry = 28,  // ended the connection: the game could not be hooked this time
+  kGsdkErrorAlsoRestartable = 29,  // ended the connection: as kGsdkErrorRestartable
+  kGsdkErrorMonitorCapture = 31,   // ended the connection: the monitor can't be captured
+};
+
+// The one number that the service passes as rate-control mode, and the one as connection type.
+// Open library: constant quality, and a callback that takes the packets.
+inline constexpr std::uint32_t kGsdkRateControl = 3;
+inline constexpr std::uint32_t kGsdkConnectionType = 4;
+
+// What a dump of the replay buffer came to. The times have one unit, which the service divides by
+// 1,000,000 for the host. Open library: they are nanoseconds.
 struct gsdk_dump_result {
-  std::int32_t status;  // 0 is success; see recording/clip_dump.h for the other numbers
+  std::int32_t status;  // a gsdk_dump_status
   std::int32_t reserved_4;
   std::int64_t duration;
   std::int64_t last_timestamp;  // of the last packet written
@@ -30,7 +61,7 @@ struct gsdk_dump_result {
   std::uint8_t reserved_49[7];
 };
 
-// May be called on any thread; `text` is valid during the call only.
+// May be called on any thread; `text` is valid during the call only. Open library: it is UTF-8.
 using gsdk_log_callback = void (*)(std::int32_t level, const char* text);
 // Called on a library thread when an error ends the connection. The callee frees `error`.
 using gsdk_error_callback = void (*)(void* user_data, gsdk_error* error);
@@ -42,7 +73,8 @@ bool gsdk_session_create(gsdk_session** session, void* reserved, gsdk_error** er
 void gsdk_session_destroy(gsdk_session* session);
 // `type` is "monitor", "game" or "window".
 bool gsdk_session_set_video_input(gsdk_session* session, const char* type, gsdk_error** error);
-// `settings` is a JSON text that names the monitor, window or game; see docs/open-gsdk.md.
+// `settings` is a JSON text that names the monitor, window or game.
+// Open library: docs/open-gsdk.md has its members.
 bool gsdk_session_update_video_input(gsdk_session* session, const char* settings,
                                      gsdk_error** error);
 // `kind` is "audio_output" or "audio_input".
@@ -53,7 +85,8 @@ void gsdk_session_properties_audio_set_bitrate(gsdk_properties* properties, std:
 void gsdk_session_properties_audio_set_samplerate(gsdk_properties* properties,
                                                   std::uint32_t samplerate);
 void gsdk_session_properties_video_set_ratecontrol(gsdk_properties* properties, std::uint32_t mode);
-// The three qualities are those of I, P and B frames; the service always passes one number.
+// The service passes one number as all three qualities.
+// Open library: those of I, P and B frames, in this order.
 void gsdk_session_properties_video_set_min_quality(gsdk_properties* properties, std::uint32_t i,
                                                    std::uint32_t p, std::uint32_t b);
 void gsdk_session_properties_video_set_max_quality(gsdk_properties* properties, std::uint32_t i,
@@ -79,7 +112,7 @@ void gsdk_logging_set_global_level(std::int32_t level);
 void gsdk_recorder_set_duration(gsdk_recorder* recorder, std::uint32_t milliseconds);
 gsdk_recorder* gsdk_recorder_create(gsdk_properties* properties);
 void gsdk_recorder_destroy(gsdk_recorder* recorder);
-// `path` is UTF-8. May run while packets are pushed into the same recorder.
+// May run while packets are pushed into the same recorder. Open library: `path` is UTF-8.
 gsdk_dump_result gsdk_recorder_dump(gsdk_recorder* recorder, const char* path);
 void gsdk_recorder_push_packet(gsdk_recorder* recorder, gsdk_encoded_packet* packet);
 // `kind` is "monitor", "window", "audio_output" or "audio_input"; `text` receives a JSON text that

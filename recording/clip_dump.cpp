@@ -35,7 +35,7 @@ void ServeClipRequest(const ClipRequest& request) {
   }
 
   const gsdk_dump_result dump = Library().gsdk_recorder_dump(recorder, request.filepath.c_str());
-  if (dump.status == 0) {
+  if (dump.status == kGsdkDumpSuccess) {
     SendClipResult(request.id, dump.duration, dump.last_timestamp, dump.audio_drop, dump.video_drop,
                    dump.captured_from_hdr != 0);
   } else {
@@ -46,17 +46,17 @@ void ServeClipRequest(const ClipRequest& request) {
 
 std::string DumpErrorText(std::int32_t status, const std::string& filepath) {
   switch (status) {
-    case 2:
+    case kGsdkDumpEmpty:
       return "clip was empty";
-    case 3:
+    case kGsdkDumpCannotOpen:
       return "failed to open " + filepath + " for writing";
-    case 4:
+    case kGsdkDumpBadAudioStream:
       return "Failed to add audio stream.";
-    case 5:
+    case kGsdkDumpBadVideoStream:
       return "Failed to add video stream.";
-    case 6:
+    case kGsdkDumpCannotWrite:
       return "Write clip buffer : failed to write full clip buffer.";
-    case 7:
+    case kGsdkDumpCannotRename:
       return "failed to rename dump file to " + filepath;
     default:
       return "Unexpected error";

@@ -20,7 +20,7 @@ void RunClipThread();
 // failed dump whatever stands at the file's path is removed. Clip thread only.
 void ServeClipRequest(const ClipRequest& request);
 
-// What the host is told for a dump status other than 0 (success).
+// What the host is told for a dump status other than kGsdkDumpSuccess.
 std::string DumpErrorText(std::int32_t status, const std::string& filepath);
 
 }  // namespace capture_service

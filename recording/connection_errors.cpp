@@ -10,12 +10,6 @@
 namespace capture_service {
 namespace {
 
-// The library's codes that the service treats apart.
-constexpr std::int32_t kRestartableError = 8;
-constexpr std::int32_t kHookInjectRetry = 28;
-constexpr std::int32_t kOtherRestartableError = 29;
-constexpr std::int32_t kMonitorCaptureFailed = 31;
-
 constexpr std::int32_t kMaxHookInjectRetries = 5;
 
 void GiveUp(std::string_view failure, const LibraryError& error, bool as_info) {
@@ -34,11 +28,11 @@ void OnConnectionError(void* /*user_data*/, gsdk_error* error) {
 void HandleConnectionError(gsdk_error* error, std::atomic<std::int32_t>& hook_inject_retries) {
   const LibraryError owned(error);
   switch (owned.Code()) {
-    case kRestartableError:
-    case kOtherRestartableError:
+    case kGsdkErrorRestartable:
+    case kGsdkErrorAlsoRestartable:
       PostRestartEvent();
       break;
-    case kHookInjectRetry:
+    case kGsdkErrorHookInjectRetry:
       if (hook_inject_retries.fetch_add(1) < kMaxHookInjectRetries) {
         LogInfo("gsdk_hook_inject_retry exception, Retrying...");
         PostRestartEvent();
@@ -46,7 +40,7 @@ void HandleConnectionError(gsdk_error* error, std::atomic<std::int32_t>& hook_in
         GiveUp("GSDKHookInjectRetry", owned, /*as_info=*/true);
       }
       break;
-    case kMonitorCaptureFailed:
+    case kGsdkErrorMonitorCapture:
       GiveUp("GSDKMonitorCaptureFailed", owned, /*as_info=*/true);
       break;
     default:

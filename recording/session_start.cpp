@@ -26,11 +26,6 @@
 namespace capture_service {
 namespace {
 
-constexpr std::int32_t kNoEncoder = 15;  // the library's code
-// The library's numbers for constant quality and for handing packets to a callback.
-constexpr std::uint32_t kRateControl = 3;
-constexpr std::uint32_t kConnectionType = 4;
-
 struct PropertiesDestroyer {
   void operator()(gsdk_properties* properties) const {
     Library().gsdk_session_properties_destroy(properties);
@@ -106,7 +101,7 @@ class CleanUpGuard {
 bool CreateSession() {
   LibraryError error;
   if (Library().gsdk_session_create(&Session().session, nullptr, error.Out())) return true;
-  if (error.Code() == kNoEncoder) {
+  if (error.Code() == kGsdkErrorNoEncoder) {
     RaiseFailure("GSDKEncoderNotFound", "No valid encoder found on session creation:", error,
                  /*as_info=*/true);
   } else {
@@ -172,7 +167,7 @@ Properties CreateProperties(const RecorderSettings& settings,
   library.gsdk_session_properties_audio_set_bitrate(properties, number(settings.audio_bitrate));
   library.gsdk_session_properties_audio_set_samplerate(properties,
                                                        number(settings.audio_samplerate));
-  library.gsdk_session_properties_video_set_ratecontrol(properties, kRateControl);
+  library.gsdk_session_properties_video_set_ratecontrol(properties, kGsdkRateControl);
   library.gsdk_session_properties_video_set_min_quality(properties, crf, crf, crf);
   library.gsdk_session_properties_video_set_max_quality(properties, crf, crf, crf);
   library.gsdk_session_properties_video_set_framerate(properties, number(settings.video_fps));
@@ -181,7 +176,7 @@ Properties CreateProperties(const RecorderSettings& settings,
   library.gsdk_session_properties_video_set_max_width(properties, number(settings.video_max_width));
   library.gsdk_session_properties_audio_set_tracks_ids(
       properties, static_cast<std::uint32_t>(tracks.size()), tracks.data());
-  library.gsdk_session_properties_connection_set_type(properties, kConnectionType);
+  library.gsdk_session_properties_connection_set_type(properties, kGsdkConnectionType);
   library.gsdk_session_properties_set_error_callback(properties, nullptr, OnConnectionError);
   return owned;
 }
@@ -201,7 +196,7 @@ bool StartSession(Properties properties) {
   LibraryError error;
   if (Library().gsdk_session_start(Session().session, properties.get(), error.Out())) return true;
   std::string failure = "GSDKSessionStartFailed";
-  if (error.Code() == kNoEncoder) {
+  if (error.Code() == kGsdkErrorNoEncoder) {
     failure = "GSDKEncoderNotFound";
     LogFailure(failure, "No valid encoder found on session creation:" + error.Message(),
                /*as_info=*/true);

@@ -22,9 +22,6 @@ namespace {
 
 using json11::Json;
 
-// The library's word that another try will not help.
-constexpr std::int32_t kHopelessVideoInput = 24;
-
 // Numbers that the host gave are unsigned from here on; JSON knows no unsigned integers.
 double UnsignedNumber(std::int32_t number) {
   return static_cast<double>(static_cast<std::uint32_t>(number));
@@ -149,7 +146,7 @@ bool SetVideoInput(const RecorderSettings& settings, const std::string& mode_tex
                                                   error.Out())) {
       return true;
     }
-    if (error.Code() == kHopelessVideoInput) break;
+    if (error.Code() == kGsdkErrorHopelessInput) break;
     if (attempt < kVideoInputAttempts) {
       LogInfo("Set video input settings failed: " + error.Message());
       LogInfo("Retrying...");

@@ -4,20 +4,21 @@
 #include <cstdint>
 #include <vector>
 
+#include "gsdk/gsdk_api.h"
 #include "open_gsdk/replay/encoded_packet.h"
 
 namespace open_gsdk {
 
 // How a dump ended: the numbers of gsdk_dump_result::status.
 enum class DumpStatus : std::int32_t {
-  kSuccess = 0,
-  kUnexpected = 1,
-  kEmpty = 2,
-  kCannotOpen = 3,
-  kBadAudioStream = 4,
-  kBadVideoStream = 5,
-  kCannotWrite = 6,
-  kCannotRename = 7,
+  kSuccess = kGsdkDumpSuccess,
+  kUnexpected = 1,  // has no name in the interface
+  kEmpty = kGsdkDumpEmpty,
+  kCannotOpen = kGsdkDumpCannotOpen,
+  kBadAudioStream = kGsdkDumpBadAudioStream,
+  kBadVideoStream = kGsdkDumpBadVideoStream,
+  kCannotWrite = kGsdkDumpCannotWrite,
+  kCannotRename = kGsdkDumpCannotRename,
 };
 
 struct Clip {

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <array>
 
+#include "gsdk/gsdk_api.h"
 #include "open_gsdk/support/failure.h"
 
 namespace open_gsdk {
 namespace {
 
-constexpr std::uint32_t kConstantQuality = 3;
-constexpr std::uint32_t kCallbackConnection = 4;
 constexpr std::uint32_t kDefaultFrameRate = 30;
 constexpr std::uint32_t kMaxFrameRate = 240;
 constexpr std::uint32_t kDefaultCrf = 23;
@@ -32,15 +31,17 @@ std::uint32_t OrDefault(std::uint32_t value, std::uint32_t fallback) {
 }  // namespace
 
 VideoEncoding ChooseVideoEncoding(const SessionProperties& properties, Size source) {
-  if (OrDefault(properties.rate_control, kConstantQuality) != kConstantQuality) {
-    throw Failure(ErrorCode::kInvalidArgument, "rate control " +
-                                                   std::to_string(properties.rate_control) +
-                                                   " is not offered, only 3 (constant quality)");
+  if (OrDefault(properties.rate_control, kGsdkRateControl) != kGsdkRateControl) {
+    throw Failure(ErrorCode::kInvalidArgument,
+                  "rate control " + std::to_string(properties.rate_control) +
+                      " is not offered, only " + std::to_string(kGsdkRateControl) +
+                      " (constant quality)");
   }
-  if (OrDefault(properties.connection_type, kCallbackConnection) != kCallbackConnection) {
-    throw Failure(ErrorCode::kInvalidArgument, "connection type " +
-                                                   std::to_string(properties.connection_type) +
-                                                   " is not offered, only 4 (packet callback)");
+  if (OrDefault(properties.connection_type, kGsdkConnectionType) != kGsdkConnectionType) {
+    throw Failure(ErrorCode::kInvalidArgument,
+                  "connection type " + std::to_string(properties.connection_type) +
+                      " is not offered, only " + std::to_string(kGsdkConnectionType) +
+                      " (packet callback)");
   }
   const std::uint32_t frame_rate = OrDefault(properties.frame_rate, kDefaultFrameRate);
   if (frame_rate > kMaxFrameRate) {

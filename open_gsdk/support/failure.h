@@ -6,20 +6,23 @@
 #include <stdexcept>
 #include <string>
 
+#include "gsdk/gsdk_api.h"
+
 namespace open_gsdk {
 
-// Part of the interface: documented in docs/open-gsdk.md, never reused.
+// Part of the interface: documented in docs/open-gsdk.md, never reused. Those that the service acts
+// on have their numbers from the interface's header.
 enum class ErrorCode : std::int32_t {
   kInvalidArgument = 1,  // null, unknown kind, a member of the wrong type
-  kInvalidHandle = 2,    // never handed out, destroyed, of another kind, or in the wrong state
+  kInvalidHandle = 2,    // not handed out, destroyed, of another kind or state
   kMalformedJson = 3,
-  kSystem = 4,          // Windows refused a call, or memory ran out
-  kWindowClosed = 8,    // ends a running session: the recorded window is gone
-  kCaptureFailed = 9,   // ends a running session: the encoder or the library itself failed
-  kNoEncoder = 15,      // no encoder takes the wanted size, frame rate or sample rate
-  kInputNotReady = 23,  // the wanted input isn't there yet: trying again can help
-  kInputGone = 24,      // the wanted input does not exist: trying again cannot help
-  kMonitorGone = 31,    // ends a running session: the recorded monitor is gone
+  kSystem = 4,                            // Windows refused a call, or memory ran out
+  kWindowClosed = kGsdkErrorRestartable,  // ends a running session: the recorded window is gone
+  kCaptureFailed = 9,                // ends a running session: the encoder or the library failed
+  kNoEncoder = kGsdkErrorNoEncoder,  // none takes the wanted size, frame rate or sample rate
+  kInputNotReady = 23,               // the wanted input isn't there yet: trying again can help
+  kInputGone = kGsdkErrorHopelessInput,     // it does not exist: trying again cannot help
+  kMonitorGone = kGsdkErrorMonitorCapture,  // ends a running session: the recorded monitor is gone
 };
 
 class Failure : public std::runtime_error {

@@ -33,7 +33,7 @@ Client::Client(ClientOptions options) : options_(std::move(options)) {
   properties_ = gsdk_session_properties_create();
   gsdk_session_properties_audio_set_bitrate(properties_, 128'000);
   gsdk_session_properties_audio_set_samplerate(properties_, 48'000);
-  gsdk_session_properties_video_set_ratecontrol(properties_, 3);
+  gsdk_session_properties_video_set_ratecontrol(properties_, kGsdkRateControl);
   gsdk_session_properties_video_set_min_quality(properties_, 23, 23, 23);
   gsdk_session_properties_video_set_max_quality(properties_, 23, 23, 23);
   gsdk_session_properties_video_set_framerate(properties_, options_.frame_rate);
@@ -41,7 +41,7 @@ Client::Client(ClientOptions options) : options_(std::move(options)) {
   gsdk_session_properties_video_set_max_width(properties_, options_.max_width);
   gsdk_session_properties_audio_set_tracks_ids(
       properties_, static_cast<std::uint32_t>(options_.tracks.size()), options_.tracks.data());
-  gsdk_session_properties_connection_set_type(properties_, 4);
+  gsdk_session_properties_connection_set_type(properties_, kGsdkConnectionType);
   gsdk_session_properties_set_error_callback(properties_, this, OnError);
   recorder_ = gsdk_recorder_create(properties_);
   gsdk_recorder_set_duration(recorder_, options_.duration_ms);

@@ -59,6 +59,19 @@ TEST_F(CaptureLibraryTest, EntryPointsAreBoundInTheirFixedOrder) {
                                       "gsdk_encoded_packet_release"}));
 }
 
+TEST_F(CaptureLibraryTest, NamedNumbersAreTheLibrarys) {
+  EXPECT_EQ((std::vector<std::int32_t>{kGsdkDumpSuccess, kGsdkDumpEmpty, kGsdkDumpCannotOpen,
+                                       kGsdkDumpBadAudioStream, kGsdkDumpBadVideoStream,
+                                       kGsdkDumpCannotWrite, kGsdkDumpCannotRename}),
+            (std::vector<std::int32_t>{0, 2, 3, 4, 5, 6, 7}));
+  EXPECT_EQ((std::vector<std::int32_t>{kGsdkErrorRestartable, kGsdkErrorNoEncoder,
+                                       kGsdkErrorHopelessInput, kGsdkErrorHookInjectRetry,
+                                       kGsdkErrorAlsoRestartable, kGsdkErrorMonitorCapture}),
+            (std::vector<std::int32_t>{8, 15, 24, 28, 29, 31}));
+  EXPECT_EQ(kGsdkRateControl, 3U);
+  EXPECT_EQ(kGsdkConnectionType, 4U);
+}
+
 TEST_F(CaptureLibraryTest, InstallingATableLetsTheOneBeforeGo) {
   auto first = std::make_shared<int>(1);
   auto second = std::make_shared<int>(2);

@@ -58,12 +58,12 @@ TEST_F(ConnectionErrorsTest, RestartableErrorsDoNotCount) {
 TEST_F(ConnectionErrorsTest, HookInjectionIsRetriedFiveTimesThenGivenUp) {
   std::atomic<std::int32_t> retries = 0;
   for (int i = 0; i < 5; ++i) {
-    HandleConnectionError(Fake().NewError(28, "gone"), retries);
+    HandleConnectionError(Fake().NewError(kGsdkErrorHookInjectRetry, "gone"), retries);
     EXPECT_EQ(TakeRecorded(), Restarted({ToHost(kRetryLine)})) << i;
     Fake().Reset();
   }
   for (int i = 0; i < 2; ++i) {
-    HandleConnectionError(Fake().NewError(28, "gone"), retries);
+    HandleConnectionError(Fake().NewError(kGsdkErrorHookInjectRetry, "gone"), retries);
     EXPECT_EQ(TakeRecorded(), GivenUp(18)) << i;
     Fake().Reset();
   }
@@ -101,7 +101,8 @@ TEST_F(ConnectionErrorsDeathTest, CallbackCountsAcrossSessionsAndThreads) {
   EXPECT_EXIT(
       {
         for (int i = 0; i < 6; ++i) {
-          std::thread library_thread([&] { OnConnectionError(&i, Fake().NewError(28, "gone")); });
+          std::thread library_thread(
+              [&] { OnConnectionError(&i, Fake().NewError(kGsdkErrorHookInjectRetry, "gone")); });
           library_thread.join();
         }
         for (const std::string& line : TakeRecorded()) {
@@ -119,7 +120,9 @@ TEST_F(ConnectionErrorsTest, ErrorsOnManyThreadsAreHandledAndFreedOnceEach) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
-      for (int n = 0; n < 5; ++n) HandleConnectionError(Fake().NewError(28, "gone"), retries);
+      for (int n = 0; n < 5; ++n) {
+        HandleConnectionError(Fake().NewError(kGsdkErrorHookInjectRetry, "gone"), retries);
+      }
     });
   }
   for (std::thread& thread : threads) thread.join();

@@ -144,24 +144,24 @@ std::vector<FailureCase> FailingCalls() {
     return [=] { Fake().Fail(function, 1, code, "sorry"); };
   };
   return {
-      {"create without an encoder", fail("gsdk_session_create", 15),
+      {"create without an encoder", fail("gsdk_session_create", kGsdkErrorNoEncoder),
        Concat({OpeningLines(),
                Raised(create, "No valid encoder found on session creation:sorry", {}, 22)})},
       {"create", fail("gsdk_session_create", 16),
        Concat({OpeningLines(), Raised(create, "Create session failed: sorry", {}, 9)})},
-      {"set_video_input", fail("gsdk_session_set_video_input", 15),
+      {"set_video_input", fail("gsdk_session_set_video_input", kGsdkErrorNoEncoder),
        Concat({OpeningLines(),
                {"gsdk_session_create(null) = session1", "sentry_set_tag CAPTURE_MODE \"window\"",
                 "gsdk_session_set_video_input(session1, \"window\") = error1",
                 "gsdk_err_message(error1)", FailureToHost("Setting video input type failed: sorry"),
                 "gsdk_err_free(error1)", DieRequest(11)},
                kSessionDestroyed})},
-      {"start without an encoder", fail("gsdk_session_start", 15),
+      {"start without an encoder", fail("gsdk_session_start", kGsdkErrorNoEncoder),
        Concat({UpToStart(),
                Raised(start, "No valid encoder found on session creation:sorry",
                       properties_destroyed, 22),
                DestructionLines()})},
-      {"start", fail("gsdk_session_start", 24),
+      {"start", fail("gsdk_session_start", kGsdkErrorHopelessInput),
        Concat({UpToStart(),
                Raised(start, "Failed to start session: sorry", properties_destroyed, 17),
                DestructionLines()})},
@@ -202,7 +202,7 @@ TEST_F(SessionFailureTest, UnknownModeIsNoticedOnceTheSessionIsThere) {
 
 TEST_F(SessionFailureTest, EncoderThatIsMissingIsNotedOnlyOtherFailuresAreEvents) {
   ErrorReportingEnabled = true;
-  Fake().Fail("gsdk_session_create", 1, 15, "sorry");
+  Fake().Fail("gsdk_session_create", 1, kGsdkErrorNoEncoder, "sorry");
   Fake().Fail("gsdk_session_create", 2, 1, "sorry");
   StartRecordingSession();
   const Lines missing = TakeRecorded();
@@ -252,7 +252,7 @@ TEST_F(SessionFailureTest, ExceptionOutOfAnyCallLeavesNothingBehind) {
 }
 
 TEST_F(SessionFailureTest, NextStartAfterAFailedOneWorks) {
-  Fake().Fail("gsdk_session_start", 1, 24, "sorry");
+  Fake().Fail("gsdk_session_start", 1, kGsdkErrorHopelessInput, "sorry");
   StartRecordingSession();
   StartRecordingSession();
   EXPECT_NE(Session().session, nullptr);

@@ -80,14 +80,14 @@ TEST_F(VideoInputTest, SuccessAfterFailuresEndsTheTries) {
 }
 
 TEST_F(VideoInputTest, HopelessCodeFailsAtOnceWithoutAWait) {
-  Fake().Fail("gsdk_session_update_video_input", 1, 24, "never");
+  Fake().Fail("gsdk_session_update_video_input", 1, kGsdkErrorHopelessInput, "never");
   EXPECT_FALSE(SetWindow(kForever));
   EXPECT_EQ(TakeRecorded(), Concat({RefusedTry(1, 1), {"gsdk_err_free(error1)"}, kGivenUp}));
 }
 
 TEST_F(VideoInputTest, HopelessCodeOnALaterTryFailsThere) {
   Fake().Fail("gsdk_session_update_video_input", 1, 3, "not yet");
-  Fake().Fail("gsdk_session_update_video_input", 2, 24, "never");
+  Fake().Fail("gsdk_session_update_video_input", 2, kGsdkErrorHopelessInput, "never");
   EXPECT_FALSE(SetWindow());
   EXPECT_EQ(TakeRecorded(), Concat({RefusedTry(1, 1),
                                     RetryLines(1),
@@ -98,7 +98,7 @@ TEST_F(VideoInputTest, HopelessCodeOnALaterTryFailsThere) {
 
 TEST_F(VideoInputTest, GivingUpIsNotedOnlyNotAnEvent) {
   ErrorReportingEnabled = true;
-  Fake().Fail("gsdk_session_update_video_input", 1, 24, "never");
+  Fake().Fail("gsdk_session_update_video_input", 1, kGsdkErrorHopelessInput, "never");
   EXPECT_FALSE(SetWindow(kForever));
   EXPECT_THAT(TakeRecorded(),
               ::testing::Contains(BreadcrumbLine(
@@ -196,7 +196,7 @@ Lines TrackerLines(const ListCase& list) {
 TEST_F(VideoInputTest, ListThatTheLibraryRefusesFails) {
   for (const ListCase& list : kLists) {
     CurrentRecorderSettings().recording_mode = list.mode;
-    Fake().Fail("gsdk_input_properties", kEveryTime, 24, "sorry");
+    Fake().Fail("gsdk_input_properties", kEveryTime, kGsdkErrorHopelessInput, "sorry");
     EXPECT_FALSE(SetVideoInput(CurrentRecorderSettings(), list.kind, kForever));
     const std::string error = list.mode == 1 ? "error1" : "error2";
     EXPECT_EQ(TakeRecorded(),
