@@ -22,7 +22,7 @@ struct SinkFile {
   bool failed = false;
 };
 
-int WriteToSink(void* opaque, std::uint8_t* bytes, int count) {
+int WriteToSink(void* opaque, const std::uint8_t* bytes, int count) {
   auto& file = *static_cast<SinkFile*>(opaque);
   if (!file.failed && !file.sink(file.position, {bytes, static_cast<std::size_t>(count)})) {
     file.failed = true;
