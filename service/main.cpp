@@ -27,6 +27,7 @@
 #include "service/main_loop.h"
 #include "service/pipe_channel.h"
 #include "service/stop.h"
+#include "service/stop_event.h"
 
 namespace capture_service {
 namespace {

@@ -11,12 +11,10 @@
 #include "platform/owned_handle.h"
 #include "protocol/message_queue.h"
 #include "service/stop.h"
+#include "service/stop_event.h"
 
 namespace capture_service {
 namespace {
-
-// Signalled once the service stops, and never closed: any thread may wait on it until the end.
-HANDLE StopEvent = nullptr;
 
 // One read or write and everything that Windows may touch until it is done. An abandoned operation
 // is given up with release(): Windows may still write here after everybody has left.
@@ -34,14 +32,14 @@ struct PipeOperation {
 };
 
 // Waits for an operation that was just issued and did not finish at once. Returns a Windows error
-// code and the handle that ended the wait: the operation's own event, StopEvent (with 0: the
+// code and the handle that ended the wait: the operation's own event, the stop event (with 0: the
 // operation is abandoned and still pending), or null when there was no wait.
 DWORD WaitForPendingIo(HANDLE pipe, OVERLAPPED& overlapped, HANDLE& signalled) {
   const DWORD issued = GetLastError();
   signalled = nullptr;
   if (issued != ERROR_IO_PENDING) return issued;
 
-  const std::array handles = {overlapped.hEvent, StopEvent};
+  const std::array handles = {overlapped.hEvent, StopEvent()};
   const DWORD wait = WaitForMultipleObjects(2, handles.data(), FALSE, INFINITE);
   switch (wait) {
     case WAIT_OBJECT_0: {
@@ -96,24 +94,24 @@ std::optional<std::uint32_t> ReadFrame(HANDLE pipe, std::unique_ptr<PipeOperatio
   return length;
 }
 
-}  // namespace
-
-void CreateStopEvent() { StopEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr); }
-
-void SignalStopEvent() { SetEvent(StopEvent); }
-
-bool PipeWrite(PipeHandle pipe, const void* bytes, std::size_t count) {
+// Writes what of `bytes` fits an operation's buffer, which a frame's length and text do.
+bool PipeWrite(HANDLE pipe, std::string_view bytes) {
   auto operation = std::make_unique<PipeOperation>();
   operation->Begin();
-  std::memcpy(operation->buffer.data(), bytes, count);
+  const std::size_t count = bytes.copy(operation->buffer.data(), operation->buffer.size());
   const BOOL finished = WriteFile(pipe, operation->buffer.data(), static_cast<DWORD>(count),
                                   nullptr, &operation->overlapped);
   return Complete(pipe, operation, finished);
 }
 
+}  // namespace
+
 bool WriteFrame(PipeHandle pipe, std::string_view text) {
+  if (text.size() > kMaxMessageBytes) return false;
   const auto length = static_cast<std::uint32_t>(text.size());
-  return PipeWrite(pipe, &length, sizeof(length)) && PipeWrite(pipe, text.data(), text.size());
+  std::array<char, sizeof(length)> prefix{};
+  std::memcpy(prefix.data(), &length, sizeof(length));
+  return PipeWrite(pipe, {prefix.data(), prefix.size()}) && PipeWrite(pipe, text);
 }
 
 void PipeReader(PipeHandle pipe) {

@@ -3,8 +3,6 @@
 // little-endian, and the text.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <string_view>
 
 namespace capture_service {
@@ -12,14 +10,9 @@ namespace capture_service {
 // A pipe handle that was opened for overlapped I/O; not owned here.
 using PipeHandle = void*;
 
-// Creates the event that abandons pipe operations. Main thread, before any of them.
-void CreateStopEvent();
-
-// Writes exactly one buffer. Returns false when the write failed or was abandoned; the number of
-// bytes transferred is not looked at. Main thread only.
-bool PipeWrite(PipeHandle pipe, const void* bytes, std::size_t count);
-
-// Writes one frame, as two writes; false as above.
+// Writes one frame, as two writes, length and text. Returns false when one of them failed or was
+// abandoned, and for a text of more than kMaxMessageBytes, of which nothing is written. The number
+// of bytes transferred is not looked at. Main thread only.
 bool WriteFrame(PipeHandle pipe, std::string_view text);
 
 // The body of the thread that reads frames and pushes their texts as inbound messages, until the

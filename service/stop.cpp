@@ -4,6 +4,7 @@
 
 #include "protocol/command_queue.h"
 #include "protocol/message_queue.h"
+#include "service/stop_event.h"
 
 namespace capture_service {
 

@@ -12,7 +12,4 @@ extern std::atomic<bool> StopFlag;
 // command worker. Any thread, any number of times.
 void RequestStop();
 
-// Makes every pipe operation that waits, now or later, return as abandoned. Any thread.
-void SignalStopEvent();
-
 }  // namespace capture_service

@@ -8,7 +8,7 @@
 #include "platform/files.h"
 #include "recording/monitor_tracker.h"
 #include "service/pipe_channel.h"
-#include "service/stop.h"
+#include "service/stop_event.h"
 #include "tests/fakes/transcript.h"
 
 namespace core_test {

@@ -14,6 +14,7 @@
 #include "protocol/command_queue.h"
 #include "protocol/message_queue.h"
 #include "service/stop.h"
+#include "service/stop_event.h"
 
 namespace capture_service {
 namespace {
@@ -162,6 +163,15 @@ TEST_F(PipeChannelTest, WritesPrefixAndTextSeparately) {
 
   EXPECT_EQ(HostRead(pipe), Prefix(5));
   EXPECT_EQ(HostRead(pipe), "hello");
+}
+
+TEST_F(PipeChannelTest, WritesTheLongestTextAndNothingOfALongerOne) {
+  const PipePair pipe = OpenPipePair(kMessages);
+  EXPECT_FALSE(WriteFrame(pipe.service.get(), std::string(4097, 'x')));
+  ASSERT_TRUE(WriteFrame(pipe.service.get(), std::string(4096, 'y')));
+
+  EXPECT_EQ(HostRead(pipe), Prefix(4096));
+  EXPECT_EQ(HostRead(pipe), std::string(4096, 'y'));
 }
 
 TEST_F(PipeChannelTest, WriteFailsOnceTheHostHasClosed) {
