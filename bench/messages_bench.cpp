@@ -4,7 +4,7 @@
 #include <string>
 
 #include "diagnostics/logging.h"
-#include "protocol/host_protocol.h"
+#include "protocol/host_message.h"
 #include "protocol/message_queue.h"
 
 namespace {

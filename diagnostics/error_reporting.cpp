@@ -30,10 +30,18 @@ bool InitErrorReporting(const std::string& environment) {
   }
   const bool started = sentry_init(options) == 0;
 
-  for (const auto& [name, value] : CollectMachineProfile()) {
-    sentry_set_tag(name.c_str(), value.c_str());
-  }
+  for (const auto& [name, value] : CollectMachineProfile()) SetReportTag(name, value);
   return started;
+}
+
+void SetReportUser(const std::string& id) {
+  const sentry_value_t user = sentry_value_new_object();
+  sentry_value_set_by_key(user, "id", sentry_value_new_string(id.c_str()));
+  sentry_set_user(user);
+}
+
+void SetReportTag(const std::string& name, const std::string& value) {
+  sentry_set_tag(name.c_str(), value.c_str());
 }
 
 void ShutdownErrorReporting() {

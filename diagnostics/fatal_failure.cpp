@@ -1,7 +1,7 @@
 #include "diagnostics/fatal_failure.h"
 
 #include "diagnostics/logging.h"
-#include "protocol/host_protocol.h"
+#include "protocol/service_requests.h"
 
 namespace capture_service {
 

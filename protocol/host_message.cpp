@@ -1,11 +1,8 @@
-#include "protocol/host_protocol.h"
+#include "protocol/host_message.h"
 
 #include <json11.hpp>
 
-#include <limits>
-
-#include "protocol/error_codes.h"
-#include "protocol/message_queue.h"
+#include "protocol/read_int32.h"
 
 namespace capture_service {
 namespace {
@@ -52,14 +49,6 @@ HostEvent ReadEvent(const Json& object) {
   return {};
 }
 
-void Push(Direction direction, const Json& message) {
-  PushMessage(MakePipeMessage(direction, message.dump()));
-}
-
-std::int32_t Milliseconds(std::int64_t nanoseconds) {
-  return static_cast<std::int32_t>(nanoseconds / 1'000'000);
-}
-
 }  // namespace
 
 std::optional<HostMessage> ReadHostMessage(const std::string& text) {
@@ -79,44 +68,6 @@ std::optional<HostMessage> ReadHostMessage(const std::string& text) {
   }
   if (const Json& object = json["event"]; object.is_object()) message.event = ReadEvent(object);
   return message;
-}
-
-std::int32_t ReadInt32(const Json& value) {
-  // Every value above -2^31 - 1 and below 2^31 fits once its fraction is cut off.
-  constexpr double kLowest = std::numeric_limits<std::int32_t>::min();
-  const double number = value.number_value();
-  if (number > kLowest - 1 && number < -kLowest) return value.int_value();
-  return std::numeric_limits<std::int32_t>::min();
-}
-
-void SendClipResult(const std::string& id, std::int64_t duration, std::int64_t last_timestamp,
-                    std::int64_t audio_drop, std::int64_t video_drop, bool captured_from_hdr) {
-  Push(Direction::kOutbound,
-       Json::object{{"clip", Json::object{{"id", id},
-                                          {"succeeded", true},
-                                          {"duration", Milliseconds(duration)},
-                                          {"last_ts", std::to_string(last_timestamp)},
-                                          {"audio_drop", Milliseconds(audio_drop)},
-                                          {"video_drop", Milliseconds(video_drop)},
-                                          {"captured_from_hdr", captured_from_hdr}}}});
-}
-
-void SendClipFailure(const std::string& id, const std::string& error) {
-  Push(Direction::kOutbound,
-       Json::object{{"clip", Json::object{{"id", id}, {"succeeded", false}, {"error", error}}}});
-}
-
-void PostRestartEvent() {
-  Push(Direction::kInbound, Json::object{{"event", Json::object{{"restart", true}}}});
-}
-
-void PostDieEvent(std::uint32_t code) {
-  Push(Direction::kInbound,
-       Json::object{{"event", Json::object{{"die", static_cast<std::int32_t>(code)}}}});
-}
-
-void PostDieEvent(std::string_view failure) {
-  PostDieEvent(static_cast<std::uint32_t>(FindErrorCode(failure).value_or(0)));
 }
 
 }  // namespace capture_service

@@ -1,18 +1,11 @@
-// The messages that the host and the service exchange, one JSON text each: reading what the host
-// sends, and building what the service sends to the host or posts to itself. docs/protocol.md
-// describes them one by one.
+// The messages that the host sends, one JSON text each. docs/protocol.md describes them one by one.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "protocol/recorder_settings.h"
-
-namespace json11 {
-class Json;
-}
 
 namespace capture_service {
 
@@ -49,25 +42,7 @@ struct HostMessage {
 };
 
 // Reads leniently: a missing or mistyped member is 0, false or the empty text, and a container that
-// is not an object is left out. None when the text is not JSON or is null.
+// is not an object is left out. None when the text is not JSON or is null. Any thread.
 std::optional<HostMessage> ReadHostMessage(const std::string& text);
-
-// A JSON number as a 32-bit integer, fractions cut off; 0 for anything else. A number out of range
-// gives the lowest integer, as the processor's conversion does.
-std::int32_t ReadInt32(const json11::Json& value);
-
-// The four below build one message and push it; any thread.
-
-// Answers a clip request. The duration and the drops are in nanoseconds and are sent in
-// milliseconds; the timestamp is sent as it is.
-void SendClipResult(const std::string& id, std::int64_t duration, std::int64_t last_timestamp,
-                    std::int64_t audio_drop, std::int64_t video_drop, bool captured_from_hdr);
-void SendClipFailure(const std::string& id, const std::string& error);
-// Asks the main loop to restart the recording, after all messages that arrived before.
-void PostRestartEvent();
-// Asks the main loop to stop the service with this exit code, after all messages before.
-void PostDieEvent(std::uint32_t code);
-// PostDieEvent with the number of the failure of this name (ErrorCodeTable), 0 for other names.
-void PostDieEvent(std::string_view failure);
 
 }  // namespace capture_service

@@ -6,6 +6,7 @@
 #include "gsdk/capture_library.h"
 #include "platform/blocking_queue.h"
 #include "platform/files.h"
+#include "protocol/host_answers.h"
 #include "recording/session_state.h"
 
 namespace capture_service {

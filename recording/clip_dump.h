@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "protocol/host_protocol.h"
+#include "protocol/host_message.h"
 
 namespace capture_service {
 

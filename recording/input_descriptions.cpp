@@ -1,7 +1,7 @@
 #include "recording/input_descriptions.h"
 
 #include "diagnostics/logging.h"
-#include "protocol/host_protocol.h"
+#include "protocol/read_int32.h"
 
 namespace capture_service {
 

@@ -7,7 +7,7 @@
 #include "diagnostics/logging.h"
 #include "gsdk/capture_library.h"
 #include "platform/deadline.h"
-#include "protocol/host_protocol.h"
+#include "protocol/service_requests.h"
 
 namespace capture_service {
 namespace {

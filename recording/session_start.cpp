@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "diagnostics/error_reporting.h"
 #include "diagnostics/fatal_failure.h"
 #include "diagnostics/logging.h"
-#include "diagnostics/sentry_sdk.h"
 #include "gsdk/capture_library.h"
-#include "protocol/host_protocol.h"
 #include "protocol/recorder_settings.h"
+#include "protocol/service_requests.h"
 #include "recording/audio_devices.h"
 #include "recording/connection_errors.h"
 #include "recording/game_state.h"
@@ -61,7 +61,7 @@ void ClearStopFlags() {
 
 // Tags the error reports with the game's elevation on the way. Returns false when the game is gone.
 bool CheckProcessExists(const RecorderSettings& settings) {
-  sentry_set_tag("GLIMRA_GAME_ELEVATION", "");
+  SetReportTag("GLIMRA_GAME_ELEVATION", "");
   if (settings.game_pid == 0) return true;
   const GameProcess process = QueryGameProcess(static_cast<std::uint32_t>(settings.game_pid));
   if (!process.exists) {
@@ -70,7 +70,7 @@ bool CheckProcessExists(const RecorderSettings& settings) {
     PostDieEvent(0U);
     return false;
   }
-  if (process.elevation) sentry_set_tag("GLIMRA_GAME_ELEVATION", process.elevation->c_str());
+  if (process.elevation) SetReportTag("GLIMRA_GAME_ELEVATION", *process.elevation);
   return true;
 }
 
@@ -247,7 +247,7 @@ void StartRecordingSession(std::chrono::nanoseconds video_input_retry_wait) {
   if (!CreateSession()) return;
   const char* const mode_text = ModeText(settings);
   if (mode_text == nullptr) return;
-  sentry_set_tag("CAPTURE_MODE", mode_text);
+  SetReportTag("CAPTURE_MODE", mode_text);
   if (!SetVideoInputType(mode_text)) return;
   if (!SetVideoInput(settings, mode_text, video_input_retry_wait)) return;
 

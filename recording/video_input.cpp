@@ -11,7 +11,7 @@
 #include "diagnostics/logging.h"
 #include "gsdk/capture_library.h"
 #include "platform/deadline.h"
-#include "protocol/host_protocol.h"
+#include "protocol/service_requests.h"
 #include "recording/game_state.h"
 #include "recording/input_descriptions.h"
 #include "recording/monitor_tracker.h"

@@ -6,9 +6,8 @@
 #include <utility>
 
 #include "diagnostics/error_reporting.h"
-#include "diagnostics/sentry_sdk.h"
 #include "protocol/command_queue.h"
-#include "protocol/host_protocol.h"
+#include "protocol/host_message.h"
 #include "protocol/message_queue.h"
 #include "recording/clip_dump.h"
 #include "service/stop.h"
@@ -20,16 +19,13 @@ void StartErrorReporting(const ReportingSettings& settings, const ServiceState& 
   ErrorReportingEnabled = InitErrorReporting(settings.environment);
   if (!ErrorReportingEnabled) return;
 
-  const sentry_value_t user = sentry_value_new_object();
-  sentry_value_set_by_key(user, "id", sentry_value_new_string(settings.user_id.c_str()));
-  sentry_set_user(user);
-
+  SetReportUser(settings.user_id);
   const std::map<std::string, std::string> tags = {
       {"GLIMRA_GAME_ID", settings.game_id},    {"GLIMRA_GAME_EXE", settings.game_exe},
       {"GUID", settings.daskel_guid},          {"DaskelVersion", settings.daskel_version},
       {"BETA_ENABLED", settings.beta_enabled}, {"GsdkVersion", state.capture_library_version},
   };
-  for (const auto& [name, value] : tags) sentry_set_tag(name.c_str(), value.c_str());
+  for (const auto& [name, value] : tags) SetReportTag(name, value);
 }
 
 void Queue(CommandType type, RecorderSettings settings = {}) {

@@ -9,7 +9,7 @@
 
 #include "diagnostics/error_reporting.h"
 #include "protocol/command_queue.h"
-#include "protocol/host_protocol.h"
+#include "protocol/host_message.h"
 #include "protocol/message_queue.h"
 #include "service/main_loop.h"
 #include "service/stop.h"

@@ -1,0 +1,28 @@
+#include "protocol/service_requests.h"
+
+#include <json11.hpp>
+
+#include "protocol/error_codes.h"
+#include "protocol/message_queue.h"
+
+namespace capture_service {
+namespace {
+
+using json11::Json;
+
+void PostEvent(const Json::object& event) {
+  const Json message = Json::object{{"event", event}};
+  PushMessage(MakePipeMessage(Direction::kInbound, message.dump()));
+}
+
+}  // namespace
+
+void PostRestartEvent() { PostEvent({{"restart", true}}); }
+
+void PostDieEvent(std::uint32_t code) { PostEvent({{"die", static_cast<std::int32_t>(code)}}); }
+
+void PostDieEvent(std::string_view failure) {
+  PostDieEvent(static_cast<std::uint32_t>(FindErrorCode(failure).value_or(0)));
+}
+
+}  // namespace capture_service
