@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -12,7 +13,8 @@ namespace open_gsdk {
 namespace {
 
 constexpr AVRational kNanoseconds = {1, 1'000'000'000};
-constexpr int kIoBufferSize = 256 * 1024;
+// Large blocks, since each is one call to the system.
+constexpr int kIoBufferSize = 1024 * 1024;
 
 // FFmpeg's view of a ByteSink: a file with a current position.
 struct SinkFile {
@@ -129,9 +131,24 @@ bool WritePackets(AVFormatContext& file, const Clip& clip) {
   return true;
 }
 
-}  // namespace
+// Describes the streams; kSuccess when all could be.
+DumpStatus AddStreams(AVFormatContext& file, const StreamSet& streams) {
+  if (!AddVideoStream(file, streams.video)) return DumpStatus::kBadVideoStream;
+  for (const AudioFormat& format : streams.audio) {
+    if (!AddAudioStream(file, format)) return DumpStatus::kBadAudioStream;
+  }
+  return DumpStatus::kSuccess;
+}
 
-DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink) {
+struct MuxResult {
+  DumpStatus status = DumpStatus::kCannotWrite;
+  std::int64_t end_of_packets = 0;  // position in the file
+  std::int64_t size = 0;
+};
+
+// With `room_for_header` the header (`moov`) is put in that many bytes before the packets, without
+// it behind them.
+MuxResult Mux(const Clip& clip, const ByteSink& sink, std::int64_t room_for_header) {
   AVFormatContext* raw = nullptr;
   if (avformat_alloc_output_context2(&raw, nullptr, "mp4", nullptr) < 0) throw std::bad_alloc();
   const FormatContext file(raw);
@@ -139,21 +156,43 @@ DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink) {
   const IoContext io = OpenIo(sink_file);
   file->pb = io.get();
   file->flags |= AVFMT_FLAG_CUSTOM_IO;
+  // The packets are written when the buffer is full, not each on its own.
+  file->flags &= ~AVFMT_FLAG_FLUSH_PACKETS;
+  file->flush_packets = 0;
 
   const StreamSet& streams = *clip.packets.front()->streams;
-  if (!AddVideoStream(*file, streams.video)) return DumpStatus::kBadVideoStream;
-  for (const AudioFormat& format : streams.audio) {
-    if (!AddAudioStream(*file, format)) return DumpStatus::kBadAudioStream;
-  }
+  MuxResult result{.status = AddStreams(*file, streams)};
+  if (result.status != DumpStatus::kSuccess) return result;
   // The stream's own time base, so that a constant frame rate stays exactly constant.
-  const std::string time_scale = std::to_string(streams.video.frame_rate * 512);
-  av_opt_set(file->priv_data, "video_track_timescale", time_scale.c_str(), 0);
-  if (avformat_write_header(file.get(), nullptr) < 0) return DumpStatus::kCannotWrite;
+  av_opt_set_int(file->priv_data, "video_track_timescale", streams.video.frame_rate * 512, 0);
+  av_opt_set_int(file->priv_data, "moov_size", room_for_header, 0);
+  av_dict_set(&file->metadata, "creation_time", "now", 0);
+  result.status = DumpStatus::kCannotWrite;
+  if (avformat_write_header(file.get(), nullptr) < 0) return result;
   const bool written = WritePackets(*file, clip);
-  // Frees what the header allocated, so it is called after a failure too.
+  result.end_of_packets = avio_tell(io.get());
+  // Frees what writing the header allocated, so it is called after a failure too.
   const bool finished = av_write_trailer(file.get()) >= 0;
   avio_flush(io.get());
-  return written && finished && !sink_file.failed ? DumpStatus::kSuccess : DumpStatus::kCannotWrite;
+  result.size = sink_file.size;
+  if (written && finished && !sink_file.failed) result.status = DumpStatus::kSuccess;
+  return result;
+}
+
+}  // namespace
+
+DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink) {
+  // How large the header is shows when the file is made once without being stored.
+  const MuxResult trial = Mux(
+      clip, [](std::int64_t, std::span<const std::uint8_t>) { return true; }, 0);
+  if (trial.status != DumpStatus::kSuccess) return trial.status;
+  // What is left of the room becomes a box that players skip, which has at least 8 bytes.
+  std::int64_t room = trial.size - trial.end_of_packets + 8;
+  // Positions beyond 4 GiB take twice the room, and the header itself may move packets there.
+  if (trial.size + room > std::numeric_limits<std::uint32_t>::max()) {
+    room += static_cast<std::int64_t>(clip.packets.size() * sizeof(std::uint32_t));
+  }
+  return Mux(clip, sink, room).status;
 }
 
 }  // namespace open_gsdk

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +21,7 @@
 #include "platform/owned_handle.h"
 #include "platform/text_encoding.h"
 #include "tests/open_gsdk/client.h"
+#include "tests/open_gsdk/mp4_boxes.h"
 #include "tests/open_gsdk/window.h"
 
 namespace open_gsdk {
@@ -164,6 +168,63 @@ TEST_F(ClipTest, AFullDiskIsStatus6WhereverItFillsUp) {
         << room << " of " << size;
   }
   EXPECT_EQ(static_cast<int>(DumpStatus::kCannotWrite), 6);
+}
+
+// The file that the muxer makes, and the blocks in which it does so.
+struct WrittenFile {
+  std::string bytes;
+  std::vector<std::size_t> blocks;
+};
+
+WrittenFile WriteInMemory(const Clip& clip) {
+  WrittenFile file;
+  EXPECT_EQ(WriteMp4(clip,
+                     [&](std::int64_t position, std::span<const std::uint8_t> bytes) {
+                       const auto begin = static_cast<std::size_t>(position);
+                       file.bytes.resize(std::max(file.bytes.size(), begin + bytes.size()));
+                       std::copy(bytes.begin(), bytes.end(),
+                                 file.bytes.begin() + static_cast<std::ptrdiff_t>(begin));
+                       file.blocks.push_back(bytes.size());
+                       return true;
+                     }),
+            DumpStatus::kSuccess);
+  return file;
+}
+
+TEST_F(ClipTest, TheHeaderIsInFrontOfThePacketsAndNoRoomIsLostBetweenThem) {
+  const std::string file = WriteInMemory(RecordedClip()).bytes;
+  std::vector<std::string> types;
+  std::size_t size = 0;
+  for (const Mp4Box& box : Mp4Boxes(file)) {
+    types.push_back(box.type);
+    if (box.type == "free") {
+      EXPECT_TRUE(box.content.empty());
+    }
+    size += 8 + box.content.size();
+  }
+  EXPECT_EQ(types, (std::vector<std::string>{"ftyp", "moov", "free", "free", "mdat"}));
+  EXPECT_EQ(size, file.size());
+}
+
+TEST_F(ClipTest, IsWrittenInLargeBlocks) {
+  const WrittenFile file = WriteInMemory(RecordedClip());
+  EXPECT_GT(RecordedClip().packets.size(), 100u);
+  // The packets, their length, and the header with the file's type.
+  EXPECT_LE(file.blocks.size(), file.bytes.size() / (1024 * 1024) + 8);
+}
+
+TEST_F(ClipTest, SaysWhenItWasMade) {
+  const std::string file = WriteInMemory(RecordedClip()).bytes;
+  const auto headers = FindMp4Boxes(file, {"moov", "mvhd"});
+  ASSERT_EQ(headers.size(), 1u);
+  // Counted in seconds since the beginning of 1904.
+  constexpr std::int64_t kFrom1904To1970 = 2'082'844'800;
+  const auto made = static_cast<std::int64_t>(Mp4Number(headers[0], 4, 4)) - kFrom1904To1970;
+  const std::int64_t now = std::chrono::duration_cast<std::chrono::seconds>(
+                               std::chrono::system_clock::now().time_since_epoch())
+                               .count();
+  EXPECT_LE(made, now);
+  EXPECT_GE(made, now - 60);
 }
 
 TEST_F(ClipTest, ManyDumpsAtOnceDuringARecordingAllSucceedOrFindTheRecorderGone) {
