@@ -43,6 +43,13 @@ class HandleTable {
     return object;
   }
 
+  // Ends the handles of all objects for which `condition` is true.
+  template <typename Condition>
+  void RemoveIf(const Condition& condition) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(objects_, [&](const auto& entry) { return condition(*entry.second); });
+  }
+
  private:
   mutable std::mutex mutex_;
   std::unordered_map<std::uintptr_t, std::shared_ptr<Object>> objects_;

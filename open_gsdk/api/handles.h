@@ -2,6 +2,7 @@
 // host may use them while the process ends.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "gsdk/gsdk_api.h"
@@ -20,9 +21,10 @@ struct Error {
   std::string message;
 };
 
-// Belongs to a session; what it is bound to makes no difference while there is no sound source.
+// Belongs to a session, and its handle goes with it.
 struct AudioInput {
   const Session* session;
+  std::size_t number;  // counted in the order in which the session's inputs were added
 };
 
 using SessionTable = HandleTable<gsdk_session, Session, 1>;

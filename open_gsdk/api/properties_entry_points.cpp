@@ -87,8 +87,11 @@ void gsdk_session_properties_connection_set_type(gsdk_properties* properties, st
 void gsdk_session_properties_set_error_callback(gsdk_properties* properties, void* user_data,
                                                 gsdk_error_callback callback) {
   ChangeProperties(properties, [&](SessionProperties& values) {
-    values.error_user_data = user_data;
-    values.on_error = callback;
+    values.on_error = nullptr;
+    if (callback == nullptr) return;
+    values.on_error = [user_data, callback](ErrorCode code, const std::string& message) {
+      callback(user_data, NewError(code, message));
+    };
   });
 }
 
@@ -96,8 +99,11 @@ void gsdk_session_properties_connection_callback_set_callback(gsdk_properties* p
                                                               void* user_data,
                                                               gsdk_packet_callback callback) {
   ChangeProperties(properties, [&](SessionProperties& values) {
-    values.packet_user_data = user_data;
-    values.on_packet = callback;
+    values.on_packet = nullptr;
+    if (callback == nullptr) return;
+    values.on_packet = [user_data, callback](SharedPacket packet) {
+      callback(user_data, Packets().Add(std::move(packet)));
+    };
   });
 }
 

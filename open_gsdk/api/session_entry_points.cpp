@@ -1,6 +1,7 @@
 // The entry points for sessions and their inputs.
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -77,7 +78,10 @@ bool gsdk_session_start(gsdk_session* session, gsdk_properties* properties, gsdk
 
 void gsdk_session_destroy(gsdk_session* session) {
   Quietly([&] {
-    if (const auto removed = Sessions().Remove(session)) removed->Stop();
+    const auto removed = Sessions().Remove(session);
+    if (!removed) return;
+    removed->Stop();
+    AudioInputs().RemoveIf([&](const AudioInput& input) { return input.session == removed.get(); });
   });
 }
 
@@ -101,7 +105,9 @@ bool gsdk_session_add_audio_input(gsdk_session* session, const char* kind, gsdk_
   return Try(error, [&] {
     CheckArgument(kind, "kind");
     CheckArgument(input, "input");
-    *input = FindSession(session)->AddAudioInput(kind);
+    const auto found = FindSession(session);
+    const std::size_t number = found->AddAudioInput(kind);
+    *input = AudioInputs().Add(std::make_shared<const AudioInput>(AudioInput{found.get(), number}));
   });
 }
 
@@ -109,7 +115,12 @@ bool gsdk_session_update_audio_input_handle(gsdk_session* session, gsdk_audio_in
                                             const char* settings, gsdk_error** error) {
   return Try(error, [&] {
     CheckArgument(settings, "settings");
-    FindSession(session)->UpdateAudioInput(input, settings);
+    const auto found = FindSession(session);
+    const auto found_input = FindOrThrow(AudioInputs(), input, "audio input");
+    if (found_input->session != found.get()) {
+      throw Failure(ErrorCode::kInvalidHandle, "not an audio input of this session");
+    }
+    found->UpdateAudioInput(found_input->number, settings);
   });
 }
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "open_gsdk/encoding/audio_encoding.h"
 #include "open_gsdk/replay/encoded_packet.h"
-#include "open_gsdk/session/session_properties.h"
 #include "open_gsdk/support/ffmpeg.h"
 
 namespace open_gsdk {

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "open_gsdk/encoding/image.h"
+#include "open_gsdk/encoding/video_encoding.h"
 #include "open_gsdk/replay/encoded_packet.h"
-#include "open_gsdk/session/session_properties.h"
 #include "open_gsdk/support/ffmpeg.h"
 
 namespace open_gsdk {

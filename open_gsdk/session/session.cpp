@@ -1,20 +1,25 @@
 #include "open_gsdk/session/session.h"
 
 #include <json11.hpp>
+#include <utility>
 
-#include "open_gsdk/api/handles.h"
 #include "open_gsdk/support/failure.h"
 #include "open_gsdk/support/library_log.h"
 
 namespace open_gsdk {
+namespace {
 
-Session::~Session() {
-  for (const gsdk_audio_input* input : audio_inputs_) AudioInputs().Remove(input);
+AudioDirection DirectionFromName(const std::string& kind) {
+  if (kind == "audio_output") return AudioDirection::kOutput;
+  if (kind == "audio_input") return AudioDirection::kInput;
+  throw Failure(ErrorCode::kInvalidArgument, "unknown kind of audio input: " + kind);
 }
+
+}  // namespace
 
 void Session::SetVideoInput(const std::string& type) {
   const std::lock_guard lock(mutex_);
-  if (recording_) throw Failure(ErrorCode::kInvalidHandle, "the session has started");
+  if (started_) throw Failure(ErrorCode::kInvalidHandle, "the session has started");
   type_ = InputTypeFromName(type);
   source_.reset();
 }
@@ -26,21 +31,15 @@ void Session::UpdateVideoInput(const std::string& settings) {
   if (recording_) recording_->SetSource(*source_);
 }
 
-gsdk_audio_input* Session::AddAudioInput(const std::string& kind) {
-  if (kind != "audio_output" && kind != "audio_input") {
-    throw Failure(ErrorCode::kInvalidArgument, "unknown kind of audio input: " + kind);
-  }
+std::size_t Session::AddAudioInput(const std::string& kind) {
+  const AudioDirection direction = DirectionFromName(kind);
   const std::lock_guard lock(mutex_);
-  if (recording_) throw Failure(ErrorCode::kInvalidHandle, "the session has started");
-  audio_inputs_.push_back(AudioInputs().Add(std::make_shared<const AudioInput>(AudioInput{this})));
-  return audio_inputs_.back();
+  if (started_) throw Failure(ErrorCode::kInvalidHandle, "the session has started");
+  audio_inputs_.push_back({.direction = direction});
+  return audio_inputs_.size() - 1;
 }
 
-void Session::UpdateAudioInput(const gsdk_audio_input* input, const std::string& settings) {
-  const auto found = AudioInputs().Find(input);
-  if (!found || found->session != this) {
-    throw Failure(ErrorCode::kInvalidHandle, "not an audio input of this session");
-  }
+void Session::UpdateAudioInput(std::size_t number, const std::string& settings) {
   std::string error;
   const json11::Json parsed = json11::Json::parse(settings, error);
   if (!error.empty()) {
@@ -49,17 +48,47 @@ void Session::UpdateAudioInput(const gsdk_audio_input* input, const std::string&
   if (!parsed["device_id"].is_string()) {
     throw Failure(ErrorCode::kInvalidArgument, "the audio input settings need a \"device_id\"");
   }
-  Log(LogLevel::kInfo, "audio input set to device \"" + parsed["device_id"].string_value() +
-                           "\"; it is recorded as silence");
+  const std::string& device_id = parsed["device_id"].string_value();
+  {
+    const std::lock_guard lock(mutex_);
+    audio_inputs_.at(number).device_id = device_id;
+    if (recording_) recording_->BindSound(number, device_id);
+  }
+  Log(LogLevel::kInfo,
+      "audio input " + std::to_string(number) + " set to device \"" + device_id + "\"");
 }
 
 void Session::Start(const SessionProperties& properties) {
-  const std::lock_guard lock(mutex_);
-  if (recording_ || stopped_) {
-    throw Failure(ErrorCode::kInvalidHandle, "the session was started before");
+  VideoSource source;
+  std::vector<SoundBinding> bindings;
+  {
+    const std::lock_guard lock(mutex_);
+    if (started_ || stopped_) {
+      throw Failure(ErrorCode::kInvalidHandle, "the session was started before");
+    }
+    if (!source_) throw Failure(ErrorCode::kInvalidHandle, "no video input was set");
+    source = *source_;
+    bindings = audio_inputs_;
+    started_ = true;
   }
-  if (!source_) throw Failure(ErrorCode::kInvalidHandle, "no video input was set");
-  auto recording = std::make_shared<Recording>(properties, *source_);
+  // Without the lock, which a callback for the log lines may need.
+  try {
+    Begin(std::make_shared<Recording>(properties, source, bindings));
+  } catch (...) {
+    const std::lock_guard lock(mutex_);
+    started_ = false;
+    throw;
+  }
+}
+
+void Session::Begin(std::shared_ptr<Recording> recording) {
+  const std::lock_guard lock(mutex_);
+  if (stopped_) throw Failure(ErrorCode::kInvalidHandle, "the session was destroyed");
+  // What was chosen while the encoders were opened.
+  recording->SetSource(*source_);
+  for (std::size_t number = 0; number < audio_inputs_.size(); ++number) {
+    recording->BindSound(number, audio_inputs_[number].device_id);
+  }
   recording->Start();
   recording_ = std::move(recording);
 }

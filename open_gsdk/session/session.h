@@ -1,13 +1,13 @@
 // A session between its creation and its destruction: which input was chosen, and the recording.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "gsdk/gsdk_api.h"
 #include "open_gsdk/inputs/video_source.h"
 #include "open_gsdk/session/recording.h"
 #include "open_gsdk/session/session_properties.h"
@@ -17,17 +17,14 @@ namespace open_gsdk {
 // Any thread. The functions throw Failure, with kInvalidHandle for a call in the wrong order.
 class Session {
  public:
-  Session() = default;
-  ~Session();
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
-
   void SetVideoInput(const std::string& type);
   void UpdateVideoInput(const std::string& settings);
 
-  // `kind` is "audio_output" or "audio_input". The handle lives until the session is destroyed.
-  gsdk_audio_input* AddAudioInput(const std::string& kind);
-  void UpdateAudioInput(const gsdk_audio_input* input, const std::string& settings);
+  // `kind` is "audio_output" or "audio_input". Returns the input's number: 0 for the first one, and
+  // so on. It is the input of the sound track with the same number.
+  std::size_t AddAudioInput(const std::string& kind);
+  // Binds the input to a device, while the session runs too.
+  void UpdateAudioInput(std::size_t number, const std::string& settings);
 
   void Start(const SessionProperties& properties);
 
@@ -36,11 +33,15 @@ class Session {
   void Stop();
 
  private:
+  // Starts what was opened without the lock.
+  void Begin(std::shared_ptr<Recording> recording);
+
   std::mutex mutex_;
   std::optional<InputType> type_;
   std::optional<VideoSource> source_;
-  std::vector<gsdk_audio_input*> audio_inputs_;
+  std::vector<SoundBinding> audio_inputs_;
   std::shared_ptr<Recording> recording_;
+  bool started_ = false;
   bool stopped_ = false;
 };
 

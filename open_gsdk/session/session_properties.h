@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "gsdk/gsdk_api.h"
+#include "open_gsdk/encoding/audio_encoding.h"
 #include "open_gsdk/encoding/frame_geometry.h"
+#include "open_gsdk/encoding/video_encoding.h"
+#include "open_gsdk/replay/encoded_packet.h"
+#include "open_gsdk/support/failure.h"
 
 namespace open_gsdk {
 
@@ -22,21 +26,9 @@ struct SessionProperties {
   std::uint32_t max_height = 0;
   std::uint32_t connection_type = 0;
   std::vector<std::string> tracks{};
-  void* error_user_data = nullptr;
-  gsdk_error_callback on_error = nullptr;
-  void* packet_user_data = nullptr;
-  gsdk_packet_callback on_packet = nullptr;
-};
-
-struct VideoEncoding {
-  Size size;
-  int frame_rate = 0;
-  int crf = 0;
-};
-
-struct AudioEncoding {
-  int sample_rate = 0;
-  int bit_rate = 0;
+  // Called on threads of the session, one call at a time; see packet_sink.h.
+  std::function<void(SharedPacket)> on_packet{};
+  std::function<void(ErrorCode, const std::string&)> on_error{};
 };
 
 // Throws Failure: kNoEncoder for a frame rate or maximum size that no encoder takes,
