@@ -18,3 +18,7 @@ set_tests_properties(e2e.Messages PROPERTIES FIXTURES_REQUIRED traffic SKIP_RETU
 add_test(NAME e2e.Image
   COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/image_test.py
     ${CMAKE_OBJDUMP} $<TARGET_FILE:CaptureService>)
+
+# The sound server of scripts/run and of the tests.
+add_test(NAME e2e.SoundServer
+  COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/sound_server_test.py)

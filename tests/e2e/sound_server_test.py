@@ -1,0 +1,96 @@
+"""Checks scripts/with_sound: what its sound server offers, and that nothing of it stays behind."""
+
+import os
+import signal
+import subprocess
+import unittest
+
+WITH_SOUND = os.path.join(os.path.dirname(__file__), "../../scripts/with_sound")
+
+
+def with_sound(*arguments, **options):
+    return subprocess.run([WITH_SOUND, *arguments], capture_output=True, text=True, **options)
+
+
+def is_alive(process_id):
+    try:
+        with open(f"/proc/{process_id}/stat") as stat:
+            return stat.read().rsplit(")", 1)[1].split()[0] != "Z"
+    except FileNotFoundError:
+        return False
+
+
+class WithSound(unittest.TestCase):
+    # Tells its server's folder and process.
+    TELL = ('echo "$(dirname "${PULSE_SERVER#unix:}")";'
+            ' pgrep -f "[-]F $(dirname "${PULSE_SERVER#unix:}")/"; ')
+
+    def assert_gone(self, told):
+        folder, process_id = told.split()[:2]
+        self.assertFalse(os.path.exists(folder))
+        self.assertFalse(is_alive(int(process_id)))
+
+    def test_plays_to_the_first_output_and_hears_the_last_one(self):
+        result = with_sound("speakers", "chat", "microphone", "--", "sh", "-c",
+                            "pactl list short sinks; pactl get-default-sink; pactl get-default-source")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        lines = result.stdout.splitlines()
+        sinks = [line.split("\t")[1:4:2] for line in lines[:-2]]
+        self.assertEqual(sinks, [[name, "float32le 2ch 48000Hz"]
+                                 for name in ("speakers", "chat", "microphone")])
+        self.assertEqual(lines[-2:], ["speakers", "microphone.monitor"])
+
+    def test_records_what_is_played(self):
+        # Five seconds are played, and half of one is recorded meanwhile.
+        script = ("pacat --latency-msec=20 --rate=48000 --format=s16le --channels=2 <&3 & "
+                  "parec --latency-msec=20 --rate=48000 --format=s16le --channels=2 |"
+                  " head -c 96000; kill $!")
+        sample = b"\x34\x12\xcd\xab"
+        result = subprocess.run([WITH_SOUND, "speakers", "--", "bash", "-c", "exec 3<&0; " + script],
+                                input=sample * 48000 * 5, capture_output=True)
+        self.assertTrue(sample * 4800 in result.stdout, result.stderr)
+
+    def test_passes_input_output_and_status_of_the_command_on(self):
+        result = with_sound("speakers", "--", "sh", "-c", "cat; exit 7", input="through")
+        self.assertEqual((result.stdout, result.returncode), ("through", 7))
+
+    def test_ends_with_a_command_that_fails(self):
+        result = with_sound("speakers", "--", "sh", "-c", self.TELL + "exit 1")
+        self.assertEqual(result.returncode, 1)
+        self.assert_gone(result.stdout)
+
+    def test_ends_with_its_command_when_it_is_terminated(self):
+        launcher = subprocess.Popen([WITH_SOUND, "speakers", "--", "sh", "-c",
+                                     self.TELL + "echo $$; exec sleep 60"],
+                                    stdout=subprocess.PIPE, text=True)
+        told = "".join(launcher.stdout.readline() for _ in range(3))
+        launcher.send_signal(signal.SIGTERM)
+        self.assertEqual(launcher.wait(timeout=20), 143)
+        launcher.stdout.close()
+        self.assert_gone(told)
+        self.assertFalse(is_alive(int(told.split()[2])))
+
+    def test_runs_several_at_a_time(self):
+        launchers = [subprocess.Popen([WITH_SOUND, f"output{number}", "--", "sh", "-c",
+                                       "pactl get-default-sink; read -r line"],
+                                      stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+                     for number in range(3)]
+        # All of them run when the last one has answered.
+        self.assertEqual([launcher.stdout.readline() for launcher in launchers],
+                         [f"output{number}\n" for number in range(3)])
+        for launcher in launchers:
+            launcher.communicate("\n")
+
+    def test_refuses_a_name_that_the_server_would_misread(self):
+        result = with_sound("a=b", "--", "true")
+        self.assertEqual((result.returncode, result.stderr),
+                         (125, 'sound server: outputs have names of letters, digits, "_" and "-",'
+                               ' not "a=b"\n'))
+
+    def test_needs_a_name_and_a_command(self):
+        for arguments in ([], ["speakers"], ["speakers", "--"], ["--", "true"]):
+            self.assertEqual(with_sound(*arguments).returncode, 2, arguments)
+
+
+if __name__ == "__main__":
+    unittest.main()
