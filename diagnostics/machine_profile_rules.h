@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/machine_profile.h"
+#include "diagnostics/profile_tags.h"
 
 namespace capture_service {
 

@@ -1,7 +1,7 @@
 // The part of the machine profile that comes from WMI.
 #pragma once
 
-#include "diagnostics/machine_profile.h"
+#include "diagnostics/profile_tags.h"
 
 namespace capture_service {
 
