@@ -1,18 +1,17 @@
 #include "diagnostics/fatal_failure.h"
 
-#include "diagnostics/logging.h"
 #include "protocol/service_requests.h"
 
 namespace capture_service {
 
-void RaiseFailure(std::string_view failure, const std::string& message, bool as_info) {
-  LogFailure(failure, message, as_info);
+void RaiseFailure(ErrorCode failure, const std::string& message, ReportAs report_as) {
+  LogFailure(failure, message, report_as);
   PostDieEvent(failure);
 }
 
-void RaiseFailure(std::string_view failure, const std::string& prefix, LibraryError& error,
-                  bool as_info) {
-  LogFailure(failure, prefix + error.Message(), as_info);
+void RaiseFailure(ErrorCode failure, const std::string& prefix, LibraryError& error,
+                  ReportAs report_as) {
+  LogFailure(failure, prefix + error.Message(), report_as);
   error.Free();
   PostDieEvent(failure);
 }

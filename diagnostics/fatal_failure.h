@@ -4,18 +4,19 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
+#include "diagnostics/logging.h"
 #include "gsdk/capture_library.h"
+#include "protocol/error_codes.h"
 
 namespace capture_service {
 
-// `failure` is a name of ErrorCodeTable. With `as_info` no error event is made. Any thread.
-void RaiseFailure(std::string_view failure, const std::string& message, bool as_info);
+// Logs the failure (LogFailure), then posts the die request. Any thread.
+void RaiseFailure(ErrorCode failure, const std::string& message, ReportAs report_as);
 
 // As above for a call of the capture library that failed, with the library's message after
 // `prefix`. Frees the error before the die request is posted.
-void RaiseFailure(std::string_view failure, const std::string& prefix, LibraryError& error,
-                  bool as_info);
+void RaiseFailure(ErrorCode failure, const std::string& prefix, LibraryError& error,
+                  ReportAs report_as);
 
 }  // namespace capture_service

@@ -6,7 +6,6 @@
 
 #include "diagnostics/error_reporting.h"
 #include "diagnostics/sentry_sdk.h"
-#include "protocol/error_codes.h"
 #include "protocol/message_queue.h"
 
 namespace capture_service {
@@ -30,13 +29,20 @@ void LogInfo(const std::string& line) {
   AddBreadcrumb(line, "info");
 }
 
-void LogFailure(std::string_view name, const std::string& message, bool as_info) {
+void LogFailure(ErrorCode failure, const std::string& message, ReportAs report_as) {
+  LogFailure(ErrorName(failure), message, report_as);
+}
+
+void LogFailure(std::string_view word, const std::string& message, ReportAs report_as) {
   SendErrorToHost(message);
-  const std::string kind = KindText(name);
-  if (as_info) {
-    AddBreadcrumb(kind + ": " + message, "info");
-  } else {
-    ReportError(kind, message);
+  const std::string kind = KindText(word);
+  switch (report_as) {
+    case ReportAs::kErrorEvent:
+      ReportError(kind, message);
+      break;
+    case ReportAs::kInfo:
+      AddBreadcrumb(kind + ": " + message, "info");
+      break;
   }
 }
 
@@ -56,12 +62,14 @@ void CaptureErrorEvent(const std::string& kind, const std::string& message) {
   sentry_capture_event(event);
 }
 
-std::string KindText(std::string_view name) {
+std::string KindText(ErrorCode failure) { return KindText(ErrorName(failure)); }
+
+std::string KindText(std::string_view word) {
   std::string kind;
-  if (const std::optional<std::int32_t> number = FindErrorCode(name)) {
-    kind = std::to_string(*number) + " ";
+  if (const std::optional<ErrorCode> failure = FindErrorCode(word)) {
+    kind = std::to_string(ErrorNumber(*failure)) + " ";
   }
-  return kind.append(name);
+  return kind.append(word);
 }
 
 void OnCaptureLibraryLog(std::int32_t /*level*/, const char* text) {

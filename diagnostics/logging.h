@@ -9,15 +9,25 @@
 #include <string>
 #include <string_view>
 
+#include "protocol/error_codes.h"
+
 namespace capture_service {
 
 // A progress line: to the host as it stands, and as an "info" breadcrumb.
 void LogInfo(const std::string& line);
 
-// A failure: to the host as "[Glimra error]: " and the message. Then as an error event, or, with
-// as_info, as an "info" breadcrumb only. `name` is an ErrorCode's or another word; the host does
-// not see it.
-void LogFailure(std::string_view name, const std::string& message, bool as_info);
+// What the error-reporting SDK gets of a failure.
+enum class ReportAs {
+  kErrorEvent,  // an error event, then an "error" breadcrumb
+  kInfo,        // an "info" breadcrumb only
+};
+
+// A failure: to the host as "[Glimra error]: " and the message, then to the SDK as `report_as`
+// says. The host does not see the failure's name.
+void LogFailure(ErrorCode failure, const std::string& message, ReportAs report_as);
+
+// As above for a failure that is no ErrorCode, under a word of its own.
+void LogFailure(std::string_view word, const std::string& message, ReportAs report_as);
 
 // An error event of this kind (KindText), then an "error" breadcrumb of the message. Nothing for
 // the host; nothing at all while error reporting is off.
@@ -26,8 +36,9 @@ void ReportError(const std::string& kind, const std::string& message);
 // The error event of ReportError without the breadcrumb, for the last words of a process.
 void CaptureErrorEvent(const std::string& kind, const std::string& message);
 
-// The failure's number, a space and its name, or the bare name when it has no number.
-std::string KindText(std::string_view name);
+// The failure's number, a space and its name; a word that names no ErrorCode stands alone.
+std::string KindText(ErrorCode failure);
+std::string KindText(std::string_view word);
 
 // The capture library's log callback: any line of the library is a progress line, whatever its
 // level.

@@ -1,5 +1,7 @@
-// The names and numbers of the failures after which the service gives up. The number becomes the
-// exit status that the host sees, so neither a name nor a number may ever change.
+// The failures after which the service gives up: their names, which error reports show, and their
+// numbers, which become the exit status that the host sees. Neither a name nor a number may ever
+// change. This list is their only place: the documents and the console's explanations are tested
+// against it.
 #pragma once
 
 #include <array>
@@ -9,41 +11,63 @@
 
 namespace capture_service {
 
-struct ErrorCode {
-  std::string_view name;
-  std::int32_t number;
+#define CAPTURE_SERVICE_ERROR_CODES(X)   \
+  X(GSDKBadAudioInput, 3)                \
+  X(CannotParseAudioDeviceData, 4)       \
+  X(NoRecordingPacketsSinceStartup, 5)   \
+  X(NoRecordingPacketsWithinTimeout, 6)  \
+  X(BadRecorderSettings, 7)              \
+  X(MissingGamePid, 8)                   \
+  X(GSDKSessionCreateFailed, 9)          \
+  X(UnknownRecordingMode, 10)            \
+  X(GSDKSetVideoInputFailed, 11)         \
+  X(GSDKReadMonitorPropertiesFailed, 12) \
+  X(CannotParseMonitorData, 13)          \
+  X(GSDKReadWindowPropertiesFailed, 14)  \
+  X(CannotParseWindowData, 15)           \
+  X(FailedToSetVideoInput, 16)           \
+  X(GSDKSessionStartFailed, 17)          \
+  X(GSDKHookInjectRetry, 18)             \
+  X(BadRecordingMode, 19)                \
+  X(CannotFindWindow, 20)                \
+  X(GSDKMonitorCaptureFailed, 21)        \
+  X(GSDKEncoderNotFound, 22)             \
+  X(GSDKGenericExitError, 200)           \
+  X(JoinThreadError, 201)
+
+// A failure, by its name; the value is its number.
+enum class ErrorCode : std::int32_t {
+#define CAPTURE_SERVICE_ENUMERATOR(name, number) name = number,
+  CAPTURE_SERVICE_ERROR_CODES(CAPTURE_SERVICE_ENUMERATOR)
+#undef CAPTURE_SERVICE_ENUMERATOR
 };
 
-inline constexpr std::array<ErrorCode, 22> ErrorCodeTable = {{
-    {"GSDKBadAudioInput", 3},
-    {"CannotParseAudioDeviceData", 4},
-    {"NoRecordingPacketsSinceStartup", 5},
-    {"NoRecordingPacketsWithinTimeout", 6},
-    {"BadRecorderSettings", 7},
-    {"MissingGamePid", 8},
-    {"GSDKSessionCreateFailed", 9},
-    {"UnknownRecordingMode", 10},
-    {"GSDKSetVideoInputFailed", 11},
-    {"GSDKReadMonitorPropertiesFailed", 12},
-    {"CannotParseMonitorData", 13},
-    {"GSDKReadWindowPropertiesFailed", 14},
-    {"CannotParseWindowData", 15},
-    {"FailedToSetVideoInput", 16},
-    {"GSDKSessionStartFailed", 17},
-    {"GSDKHookInjectRetry", 18},
-    {"BadRecordingMode", 19},
-    {"CannotFindWindow", 20},
-    {"GSDKMonitorCaptureFailed", 21},
-    {"GSDKEncoderNotFound", 22},
-    {"GSDKGenericExitError", 200},
-    {"JoinThreadError", 201},
-}};
+struct ErrorCodeEntry {
+  std::string_view name;
+  ErrorCode code;
+};
 
-// The number of the failure with this name, compared byte by byte; none for other names. Any
-// thread.
-constexpr std::optional<std::int32_t> FindErrorCode(std::string_view name) {
-  for (const ErrorCode& code : ErrorCodeTable) {
-    if (code.name == name) return code.number;
+inline constexpr auto ErrorCodeTable = std::to_array<ErrorCodeEntry>({
+#define CAPTURE_SERVICE_TABLE_ROW(name, number) {#name, ErrorCode::name},
+    CAPTURE_SERVICE_ERROR_CODES(CAPTURE_SERVICE_TABLE_ROW)
+#undef CAPTURE_SERVICE_TABLE_ROW
+});
+
+// The number that belongs to the failure. Any thread, as the two below.
+constexpr std::int32_t ErrorNumber(ErrorCode code) { return static_cast<std::int32_t>(code); }
+
+// The failure's name; empty for a value that is no failure.
+constexpr std::string_view ErrorName(ErrorCode code) {
+  for (const ErrorCodeEntry& entry : ErrorCodeTable) {
+    if (entry.code == code) return entry.name;
+  }
+  return {};
+}
+
+// The failure with this name, compared byte by byte; none for other names.
+constexpr std::optional<ErrorCode> FindErrorCode(std::string_view name) {
+  for (const ErrorCodeEntry& entry : ErrorCodeTable) {
+    if (entry.name == name) return entry.code;
   }
   return std::nullopt;
 }

@@ -2,7 +2,6 @@
 
 #include <json11.hpp>
 
-#include "protocol/error_codes.h"
 #include "protocol/message_queue.h"
 
 namespace capture_service {
@@ -21,8 +20,8 @@ void PostRestartEvent() { PostEvent({{"restart", true}}); }
 
 void PostDieEvent(std::uint32_t code) { PostEvent({{"die", static_cast<std::int32_t>(code)}}); }
 
-void PostDieEvent(std::string_view failure) {
-  PostDieEvent(static_cast<std::uint32_t>(FindErrorCode(failure).value_or(0)));
+void PostDieEvent(ErrorCode failure) {
+  PostDieEvent(static_cast<std::uint32_t>(ErrorNumber(failure)));
 }
 
 }  // namespace capture_service

@@ -3,7 +3,8 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
+
+#include "protocol/error_codes.h"
 
 namespace capture_service {
 
@@ -13,7 +14,7 @@ namespace capture_service {
 void PostRestartEvent();
 // Asks for the end of the service with this exit code.
 void PostDieEvent(std::uint32_t code);
-// PostDieEvent with the number of the failure of this name (ErrorCodeTable), 0 for other names.
-void PostDieEvent(std::string_view failure);
+// PostDieEvent with the number of this failure.
+void PostDieEvent(ErrorCode failure);
 
 }  // namespace capture_service

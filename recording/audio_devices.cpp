@@ -29,7 +29,8 @@ bool ApplyWantedDevices(const std::string& kind, const RecorderSettings& setting
   ListText text;
   LibraryError error;
   if (!ReadInputList(kind.c_str(), text, error)) {
-    RaiseFailure("GSDKBadAudioInput", "getting " + kind + " failed: ", error, /*as_info=*/false);
+    RaiseFailure(ErrorCode::GSDKBadAudioInput, "getting " + kind + " failed: ", error,
+                 ReportAs::kErrorEvent);
     return false;
   }
   std::string parse_error;
@@ -37,8 +38,8 @@ bool ApplyWantedDevices(const std::string& kind, const RecorderSettings& setting
   if (list.is_null()) {
     // The library keeps a text that cannot be parsed.
     static_cast<void>(text.release());
-    RaiseFailure("CannotParseAudioDeviceData",
-                 "error parsing gsdk_input_properties json: " + parse_error, /*as_info=*/false);
+    RaiseFailure(ErrorCode::CannotParseAudioDeviceData,
+                 "error parsing gsdk_input_properties json: " + parse_error, ReportAs::kErrorEvent);
     return false;
   }
   text.reset();
@@ -57,7 +58,7 @@ void UpdateSource(SessionState& session, AudioInputSlot& slot, const std::string
   if (!Library().gsdk_session_update_audio_input_handle(session.session, slot.handle,
                                                         update.dump().c_str(), error.Out())) {
     LogFailure("Update audio settings", "Update audio settings failed: " + error.Message(),
-               /*as_info=*/false);
+               ReportAs::kErrorEvent);
   }
 }
 

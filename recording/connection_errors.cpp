@@ -1,7 +1,5 @@
 #include "recording/connection_errors.h"
 
-#include <string_view>
-
 #include "diagnostics/fatal_failure.h"
 #include "diagnostics/logging.h"
 #include "gsdk/capture_library.h"
@@ -12,9 +10,9 @@ namespace {
 
 constexpr std::int32_t kMaxHookInjectRetries = 5;
 
-void GiveUp(std::string_view failure, const LibraryError& error, bool as_info) {
+void GiveUp(ErrorCode failure, const LibraryError& error, ReportAs report_as) {
   RaiseFailure(failure, "Error occurred that terminated the connection: " + error.Message(),
-               as_info);
+               report_as);
 }
 
 }  // namespace
@@ -37,14 +35,14 @@ void HandleConnectionError(gsdk_error* error, std::atomic<std::int32_t>& hook_in
         LogInfo("gsdk_hook_inject_retry exception, Retrying...");
         PostRestartEvent();
       } else {
-        GiveUp("GSDKHookInjectRetry", owned, /*as_info=*/true);
+        GiveUp(ErrorCode::GSDKHookInjectRetry, owned, ReportAs::kInfo);
       }
       break;
     case kGsdkErrorMonitorCapture:
-      GiveUp("GSDKMonitorCaptureFailed", owned, /*as_info=*/true);
+      GiveUp(ErrorCode::GSDKMonitorCaptureFailed, owned, ReportAs::kInfo);
       break;
     default:
-      GiveUp("GSDKGenericExitError", owned, /*as_info=*/false);
+      GiveUp(ErrorCode::GSDKGenericExitError, owned, ReportAs::kErrorEvent);
   }
 }
 

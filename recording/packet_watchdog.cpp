@@ -1,7 +1,6 @@
 #include "recording/packet_watchdog.h"
 
 #include <string>
-#include <string_view>
 
 #include "diagnostics/fatal_failure.h"
 #include "diagnostics/logging.h"
@@ -24,11 +23,11 @@ bool WaitForPacket(PacketWatch& watch, std::unique_lock<std::mutex>& lock,
 }
 
 // Restarts or gives up; `line` says "restarting" in either case.
-void ReactToStall(PacketWatch& watch, const std::string& line, std::string_view failure,
+void ReactToStall(PacketWatch& watch, const std::string& line, ErrorCode failure,
                   const std::string& message) {
   LogInfo(line);
   if (watch.restart_counter >= kRestartLimit) {
-    RaiseFailure(failure, message, /*as_info=*/false);
+    RaiseFailure(failure, message, ReportAs::kErrorEvent);
   } else {
     PostRestartEvent();
     ++watch.restart_counter;
@@ -64,7 +63,7 @@ void PacketWatchdog(std::chrono::nanoseconds first_packet_wait,
   if (watch.stop) return;
   if (!started) {
     ReactToStall(watch, "No recording packets seen since session start, restarting",
-                 "NoRecordingPacketsSinceStartup",
+                 ErrorCode::NoRecordingPacketsSinceStartup,
                  "Failed to receive any data from process since startup after max restarts. "
                  "Stopping");
     return;
@@ -79,7 +78,7 @@ void PacketWatchdog(std::chrono::nanoseconds first_packet_wait,
     if (watch.stop) return;
   }
   ReactToStall(watch, "No recording packets seen within timeout, restarting",
-               "NoRecordingPacketsWithinTimeout",
+               ErrorCode::NoRecordingPacketsWithinTimeout,
                "Failed to receive any data from process after max restarts. Stopping");
 }
 

@@ -65,8 +65,7 @@ bool CheckProcessExists(const RecorderSettings& settings) {
   if (settings.game_pid == 0) return true;
   const GameProcess process = QueryGameProcess(static_cast<std::uint32_t>(settings.game_pid));
   if (!process.exists) {
-    LogFailure("Recording Process", "Process to record no longer exists, exiting",
-               /*as_info=*/true);
+    LogFailure("Recording Process", "Process to record no longer exists, exiting", ReportAs::kInfo);
     PostDieEvent(0U);
     return false;
   }
@@ -102,10 +101,11 @@ bool CreateSession() {
   LibraryError error;
   if (Library().gsdk_session_create(&Session().session, nullptr, error.Out())) return true;
   if (error.Code() == kGsdkErrorNoEncoder) {
-    RaiseFailure("GSDKEncoderNotFound", "No valid encoder found on session creation:", error,
-                 /*as_info=*/true);
+    RaiseFailure(ErrorCode::GSDKEncoderNotFound,
+                 "No valid encoder found on session creation:", error, ReportAs::kInfo);
   } else {
-    RaiseFailure("GSDKSessionCreateFailed", "Create session failed: ", error, /*as_info=*/false);
+    RaiseFailure(ErrorCode::GSDKSessionCreateFailed, "Create session failed: ", error,
+                 ReportAs::kErrorEvent);
   }
   return false;
 }
@@ -120,10 +120,10 @@ const char* ModeText(const RecorderSettings& settings) {
     case RecordingMode::kWindow:
       return "window";
   }
-  RaiseFailure("UnknownRecordingMode",
+  RaiseFailure(ErrorCode::UnknownRecordingMode,
                "unknown recording mode: " +
                    std::to_string(static_cast<std::uint32_t>(settings.recording_mode)),
-               /*as_info=*/false);
+               ReportAs::kErrorEvent);
   return nullptr;
 }
 
@@ -132,8 +132,8 @@ bool SetVideoInputType(const char* mode_text) {
   if (Library().gsdk_session_set_video_input(Session().session, mode_text, error.Out())) {
     return true;
   }
-  RaiseFailure("GSDKSetVideoInputFailed", "Setting video input type failed: ", error,
-               /*as_info=*/false);
+  RaiseFailure(ErrorCode::GSDKSetVideoInputFailed, "Setting video input type failed: ", error,
+               ReportAs::kErrorEvent);
   return false;
 }
 
@@ -149,7 +149,8 @@ std::vector<const char*> AddAudioInputs(const RecorderSettings& settings) {
                                                error.Out())) {
       tracks.push_back(source.track_name);
     } else {
-      LogFailure("Audio Input", "Add audio input failed: " + error.Message(), /*as_info=*/false);
+      LogFailure("Audio Input", "Add audio input failed: " + error.Message(),
+                 ReportAs::kErrorEvent);
     }
   }
   if (tracks.empty()) tracks.push_back("Silence");
@@ -195,13 +196,13 @@ void CreateRecorder(const RecorderSettings& settings, gsdk_properties* propertie
 bool StartSession(Properties properties) {
   LibraryError error;
   if (Library().gsdk_session_start(Session().session, properties.get(), error.Out())) return true;
-  std::string failure = "GSDKSessionStartFailed";
+  ErrorCode failure = ErrorCode::GSDKSessionStartFailed;
   if (error.Code() == kGsdkErrorNoEncoder) {
-    failure = "GSDKEncoderNotFound";
+    failure = ErrorCode::GSDKEncoderNotFound;
     LogFailure(failure, "No valid encoder found on session creation:" + error.Message(),
-               /*as_info=*/true);
+               ReportAs::kInfo);
   } else {
-    LogFailure(failure, "Failed to start session: " + error.Message(), /*as_info=*/false);
+    LogFailure(failure, "Failed to start session: " + error.Message(), ReportAs::kErrorEvent);
   }
   properties.reset();
   error.Free();
@@ -224,13 +225,13 @@ void KeepSession(const std::shared_ptr<void>& /*library*/) {
 void StartRecordingSession(std::chrono::nanoseconds video_input_retry_wait) {
   const RecorderSettings& settings = CurrentRecorderSettings();
   if (!CheckSettings(settings)) {
-    PostDieEvent("BadRecorderSettings");
+    PostDieEvent(ErrorCode::BadRecorderSettings);
     return;
   }
   if (static_cast<RecordingMode>(settings.recording_mode) == RecordingMode::kGame &&
       settings.game_pid == 0 && settings.game_hwnd == 0) {
-    RaiseFailure("MissingGamePid", "game record mode need to supply either a pid or hwnd",
-                 /*as_info=*/false);
+    RaiseFailure(ErrorCode::MissingGamePid, "game record mode need to supply either a pid or hwnd",
+                 ReportAs::kErrorEvent);
     return;
   }
 
@@ -277,7 +278,7 @@ void UpdateAudioDevices() {
 
 bool CheckSettingInitialized(const std::string& name, std::int32_t value) {
   if (value != 0) return true;
-  LogFailure("RecorderSettings", "setting " + name + " uninitialized", /*as_info=*/false);
+  LogFailure("RecorderSettings", "setting " + name + " uninitialized", ReportAs::kErrorEvent);
   return false;
 }
 

@@ -31,22 +31,23 @@ double UnsignedNumber(std::int32_t number) {
 struct ListFailures {
   const char* kind;
   const char* unread_prefix;
-  const char* unread;
-  const char* unparsable;
+  ErrorCode unread;
+  ErrorCode unparsable;
 };
 
-constexpr ListFailures kMonitorList = {"monitor", "getting monitors failed: ",
-                                       "GSDKReadMonitorPropertiesFailed", "CannotParseMonitorData"};
-constexpr ListFailures kWindowList = {"window",
-                                      "getting windows failed: ", "GSDKReadWindowPropertiesFailed",
-                                      "CannotParseWindowData"};
+constexpr ListFailures kMonitorList = {
+    "monitor", "getting monitors failed: ", ErrorCode::GSDKReadMonitorPropertiesFailed,
+    ErrorCode::CannotParseMonitorData};
+constexpr ListFailures kWindowList = {
+    "window", "getting windows failed: ", ErrorCode::GSDKReadWindowPropertiesFailed,
+    ErrorCode::CannotParseWindowData};
 
 // None after a failure, which is then logged and posted.
 std::optional<Json> GetInputList(const ListFailures& failures) {
   ListText text;
   LibraryError error;
   if (!ReadInputList(failures.kind, text, error)) {
-    RaiseFailure(failures.unread, failures.unread_prefix, error, /*as_info=*/false);
+    RaiseFailure(failures.unread, failures.unread_prefix, error, ReportAs::kErrorEvent);
     return std::nullopt;
   }
   std::string parse_error;
@@ -54,7 +55,7 @@ std::optional<Json> GetInputList(const ListFailures& failures) {
   text.reset();
   if (list.is_null()) {
     RaiseFailure(failures.unparsable, "error parsing gsdk_input_properties json: " + parse_error,
-                 /*as_info=*/false);
+                 ReportAs::kErrorEvent);
     return std::nullopt;
   }
   return list;
@@ -80,9 +81,9 @@ std::optional<Json> PickWindowOfGame(const RecorderSettings& settings) {
   if (!window) {
     // The handle reads as a number with six decimals; hosts know the line in this form.
     RaiseFailure(
-        "CannotFindWindow",
+        ErrorCode::CannotFindWindow,
         "Window (" + std::to_string(UnsignedNumber(settings.game_hwnd)) + ") not found??? failing.",
-        /*as_info=*/false);
+        ReportAs::kErrorEvent);
   }
   return window;
 }
@@ -113,10 +114,10 @@ std::optional<std::string> BuildCaptureSettings(const RecorderSettings& settings
       break;
     }
     default:
-      RaiseFailure("BadRecordingMode",
+      RaiseFailure(ErrorCode::BadRecordingMode,
                    "unknown recording mode: " +
                        std::to_string(static_cast<std::uint32_t>(settings.recording_mode)),
-                   /*as_info=*/false);
+                   ReportAs::kErrorEvent);
       return std::nullopt;
   }
   return Json(capture).dump();
@@ -154,9 +155,9 @@ bool SetVideoInput(const RecorderSettings& settings, const std::string& mode_tex
     error.Free();
     if (WaitForStop(retry_wait)) return false;
   }
-  RaiseFailure("FailedToSetVideoInput",
+  RaiseFailure(ErrorCode::FailedToSetVideoInput,
                "[" + mode_text + "] Could not set video input after updates, failing",
-               /*as_info=*/true);
+               ReportAs::kInfo);
   return false;
 }
 

@@ -17,10 +17,10 @@ namespace capture_service {
 namespace {
 
 [[noreturn]] void DieOverThread(const std::string& name) {
-  CaptureErrorEvent(KindText("JoinThreadError"),
+  CaptureErrorEvent(KindText(ErrorCode::JoinThreadError),
                     name + " thread timed out when trying to stop, dieing hard...");
   ShutdownErrorReporting();
-  std::exit(FindErrorCode("JoinThreadError").value());
+  std::exit(ErrorNumber(ErrorCode::JoinThreadError));
 }
 
 void StopThread(const std::string& name, std::thread& thread, std::mutex& mutex,

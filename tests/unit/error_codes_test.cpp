@@ -4,6 +4,7 @@
 #include <string>
 
 #include "diagnostics/fatal_failure.h"
+#include "protocol/service_requests.h"
 #include "tests/unit/core_fixture.h"
 
 namespace core_test {
@@ -44,35 +45,51 @@ const std::map<std::string, std::int32_t>& Contract() {
 
 TEST_F(ErrorCodesTest, TableHoldsExactlyTheContractsNamesAndNumbers) {
   std::map<std::string, std::int32_t> table;
-  for (const ErrorCode& code : ErrorCodeTable) table.emplace(code.name, code.number);
+  for (const ErrorCodeEntry& entry : ErrorCodeTable) {
+    table.emplace(entry.name, ErrorNumber(entry.code));
+  }
   EXPECT_EQ(table, Contract());
   EXPECT_EQ(ErrorCodeTable.size(), Contract().size());
 }
 
 TEST_F(ErrorCodesTest, LookupIsExactAndFindsNothingElse) {
-  for (const auto& [name, number] : Contract()) EXPECT_EQ(FindErrorCode(name), number) << name;
+  for (const auto& [name, number] : Contract()) {
+    EXPECT_EQ(FindErrorCode(name), static_cast<ErrorCode>(number)) << name;
+    EXPECT_EQ(ErrorName(static_cast<ErrorCode>(number)), name);
+  }
   for (const char* name : {"", "RecorderSettings", "Audio Input", "gsdkbadaudioinput",
                            "GSDKBadAudioInput ", "GSDKBadAudio", "3"}) {
     EXPECT_EQ(FindErrorCode(name), std::nullopt) << name;
   }
 }
 
-TEST_F(ErrorCodesTest, EveryNameRaisedLogsItsMessageThenPostsItsNumber) {
+TEST_F(ErrorCodesTest, EveryFailureRaisedLogsItsMessageThenPostsItsNumber) {
   for (const auto& [name, number] : Contract()) {
-    RaiseFailure(name, "message of " + name, /*as_info=*/true);
+    RaiseFailure(FindErrorCode(name).value(), "message of " + name, ReportAs::kInfo);
     EXPECT_EQ(TakeRecorded(), (Lines{FailureToHost("message of " + name), DieRequest(number)}));
   }
 }
 
-TEST_F(ErrorCodesTest, NameOutsideTheTableDiesWithZeroAndIsNotAdded) {
-  RaiseFailure("SomethingElse", "oh", /*as_info=*/false);
-  EXPECT_EQ(TakeRecorded(), (Lines{FailureToHost("oh"), DieRequest(0)}));
-  EXPECT_EQ(FindErrorCode("SomethingElse"), std::nullopt);
-}
+// A failure can only be raised by an enumerator: a misspelt one does not compile.
+template <typename Failure>
+concept CanBeRaised = requires(Failure failure, const std::string& text, LibraryError& error) {
+  RaiseFailure(failure, text, ReportAs::kErrorEvent);
+  RaiseFailure(failure, text, error, ReportAs::kErrorEvent);
+};
+template <typename Failure>
+concept CanBePosted = requires(Failure failure) {
+  PostDieEvent(failure);
+};
+
+static_assert(CanBeRaised<ErrorCode> && CanBePosted<ErrorCode>);
+static_assert(!CanBeRaised<const char*> && !CanBePosted<const char*>);
+static_assert(!CanBeRaised<std::string> && !CanBePosted<std::string>);
+static_assert(!CanBeRaised<std::string_view> && !CanBePosted<std::string_view>);
+static_assert(!CanBeRaised<std::int32_t>);
 
 TEST_F(ErrorCodesTest, LibraryErrorIsReadThenFreedOnceBeforeTheDieRequest) {
   LibraryError error(Fake().NewError(5, "no device"));
-  RaiseFailure("GSDKBadAudioInput", "getting x failed: ", error, /*as_info=*/false);
+  RaiseFailure(ErrorCode::GSDKBadAudioInput, "getting x failed: ", error, ReportAs::kErrorEvent);
   EXPECT_EQ(TakeRecorded(),
             (Lines{"gsdk_err_message(error1)", FailureToHost("getting x failed: no device"),
                    "gsdk_err_free(error1)", DieRequest(3)}));

@@ -28,8 +28,8 @@ TEST_F(LoggingTest, LineGoesToTheHostAsItStands) {
 }
 
 TEST_F(LoggingTest, FailureGoesToTheHostWithItsPrefixAndWithoutItsName) {
-  LogFailure("BadRecorderSettings", "x", /*as_info=*/false);
-  LogFailure("BadRecorderSettings", "y", /*as_info=*/true);
+  LogFailure(ErrorCode::BadRecorderSettings, "x", ReportAs::kErrorEvent);
+  LogFailure(ErrorCode::BadRecorderSettings, "y", ReportAs::kInfo);
   EXPECT_EQ(TakeRecorded(), (Lines{"to host: {\"error\": \"[Glimra error]: x\"}",
                                    "to host: {\"error\": \"[Glimra error]: y\"}"}));
 }
@@ -48,8 +48,11 @@ TEST_F(LoggingTest, LinesForTheHostOnly) {
 }
 
 TEST_F(LoggingTest, KindIsTheNumberAndTheNameOrTheBareName) {
-  for (const ErrorCode& code : ErrorCodeTable) {
-    EXPECT_EQ(KindText(code.name), std::to_string(code.number) + " " + std::string(code.name));
+  for (const ErrorCodeEntry& entry : ErrorCodeTable) {
+    const std::string kind =
+        std::to_string(ErrorNumber(entry.code)) + " " + std::string(entry.name);
+    EXPECT_EQ(KindText(entry.code), kind);
+    EXPECT_EQ(KindText(entry.name), kind);
   }
   EXPECT_EQ(KindText("Audio Input"), "Audio Input");
   EXPECT_EQ(KindText(""), "");
@@ -61,7 +64,7 @@ TEST_F(LoggingWithReportingTest, LineIsAlsoAnInfoBreadcrumb) {
 }
 
 TEST_F(LoggingWithReportingTest, FailureIsAnEventThenAnErrorBreadcrumbOfTheMessage) {
-  LogFailure("BadRecorderSettings", "x", /*as_info=*/false);
+  LogFailure(ErrorCode::BadRecorderSettings, "x", ReportAs::kErrorEvent);
   EXPECT_EQ(TakeRecorded(),
             (Lines{FailureToHost("x"), StacktraceLine("Error 7 BadRecorderSettings", "x"),
                    EventLine("Error 7 BadRecorderSettings", "x"), BreadcrumbLine("error", "x")}));
@@ -77,15 +80,15 @@ TEST_F(LoggingWithReportingTest, EventsExceptionIsOneObject) {
 }
 
 TEST_F(LoggingWithReportingTest, NameOutsideTheTableHasNoNumber) {
-  LogFailure("RecorderSettings", "x", /*as_info=*/false);
+  LogFailure("RecorderSettings", "x", ReportAs::kErrorEvent);
   EXPECT_EQ(TakeRecorded(),
             (Lines{FailureToHost("x"), StacktraceLine("Error RecorderSettings", "x"),
                    EventLine("Error RecorderSettings", "x"), BreadcrumbLine("error", "x")}));
 }
 
 TEST_F(LoggingWithReportingTest, FailureAsInfoIsABreadcrumbOnly) {
-  LogFailure("FailedToSetVideoInput", "x", /*as_info=*/true);
-  LogFailure("Recording Process", "y", /*as_info=*/true);
+  LogFailure(ErrorCode::FailedToSetVideoInput, "x", ReportAs::kInfo);
+  LogFailure("Recording Process", "y", ReportAs::kInfo);
   EXPECT_EQ(TakeRecorded(),
             (Lines{FailureToHost("x"), BreadcrumbLine("info", "16 FailedToSetVideoInput: x"),
                    FailureToHost("y"), BreadcrumbLine("info", "Recording Process: y")}));

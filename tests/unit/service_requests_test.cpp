@@ -14,12 +14,11 @@ TEST_F(ServiceRequestsTest, RequestsOfTheServiceToItselfReadAsEvents) {
   PostRestartEvent();
   PostDieEvent(0U);
   PostDieEvent(0xFFFFFFFFU);
-  PostDieEvent("GSDKGenericExitError");
-  PostDieEvent("NoSuchName");
-  EXPECT_EQ(TakeRecorded(),
-            (Lines{"to self: {\"event\": {\"restart\": true}}",
-                   "to self: {\"event\": {\"die\": 0}}", "to self: {\"event\": {\"die\": -1}}",
-                   "to self: {\"event\": {\"die\": 200}}", "to self: {\"event\": {\"die\": 0}}"}));
+  PostDieEvent(ErrorCode::GSDKGenericExitError);
+  EXPECT_EQ(
+      TakeRecorded(),
+      (Lines{"to self: {\"event\": {\"restart\": true}}", "to self: {\"event\": {\"die\": 0}}",
+             "to self: {\"event\": {\"die\": -1}}", "to self: {\"event\": {\"die\": 200}}"}));
   EXPECT_EQ(ReadHostMessage(R"({"event": {"restart": true}})")->event->action,
             HostEvent::Action::kRestart);
   EXPECT_EQ(ReadHostMessage(R"({"event": {"die": -1}})")->event->exit_code, -1);
