@@ -1,6 +1,7 @@
 #include "protocol/host_message.h"
 
 #include <json11.hpp>
+#include <variant>
 
 #include "protocol/read_int32.h"
 
@@ -23,22 +24,18 @@ ClipRequest ReadClipRequest(const Json& object) {
   return {.filepath = object["filepath"].string_value(), .id = object["id"].string_value()};
 }
 
+void Read(const Json& value, std::int32_t& number) { number = ReadInt32(value); }
+
+void Read(const Json& value, bool& flag) { flag = value.bool_value(); }
+
+void Read(const Json& value, std::string& text) { text = value.string_value(); }
+
 RecorderSettings ReadRecorderSettings(const Json& object) {
-  return {.audio_samplerate = ReadInt32(object["audio_samplerate"]),
-          .audio_bitrate = ReadInt32(object["audio_bitrate"]),
-          .video_fps = ReadInt32(object["video_fps"]),
-          .encoding_crf = ReadInt32(object["encoding_crf"]),
-          .video_max_height = ReadInt32(object["video_max_height"]),
-          .video_max_width = ReadInt32(object["video_max_width"]),
-          .record_length = ReadInt32(object["record_length"]),
-          .recording_mode = ReadInt32(object["recording_mode"]),
-          .game_pid = ReadInt32(object["game_pid"]),
-          .game_hwnd = ReadInt32(object["game_hwnd"]),
-          .logging_level = ReadInt32(object["logging_level"]),
-          .capture_cursor = object["capture_cursor"].bool_value(),
-          .audio_game = object["audio_game"].string_value(),
-          .audio_chat = object["audio_chat"].string_value(),
-          .audio_input = object["audio_input"].string_value()};
+  RecorderSettings settings;
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    std::visit([&](auto member) { Read(object[setting.key], settings.*member); }, setting.member);
+  }
+  return settings;
 }
 
 HostEvent ReadEvent(const Json& object) {

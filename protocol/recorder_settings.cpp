@@ -1,9 +1,21 @@
 #include "protocol/recorder_settings.h"
 
-#include <array>
 #include <utility>
 
 namespace capture_service {
+namespace {
+
+void Merge(std::int32_t& current, std::int32_t update) {
+  if (update != 0) current = update;
+}
+
+void Merge(bool& current, bool update) { current = update; }
+
+void Merge(std::string& current, const std::string& update) {
+  if (!update.empty()) current = update;
+}
+
+}  // namespace
 
 RecorderSettings& CurrentRecorderSettings() {
   static auto& settings = *new RecorderSettings;
@@ -11,23 +23,9 @@ RecorderSettings& CurrentRecorderSettings() {
 }
 
 void MergeRecorderSettings(RecorderSettings& current, const RecorderSettings& update) {
-  static constexpr std::array kNumbers = {
-      &RecorderSettings::audio_samplerate, &RecorderSettings::audio_bitrate,
-      &RecorderSettings::video_fps,        &RecorderSettings::encoding_crf,
-      &RecorderSettings::video_max_height, &RecorderSettings::video_max_width,
-      &RecorderSettings::record_length,    &RecorderSettings::recording_mode,
-      &RecorderSettings::game_pid,         &RecorderSettings::game_hwnd,
-      &RecorderSettings::logging_level};
-  static constexpr std::array kTexts = {
-      &RecorderSettings::audio_game, &RecorderSettings::audio_chat, &RecorderSettings::audio_input};
-
   RecorderSettings merged = current;
-  for (const auto number : kNumbers) {
-    if (update.*number != 0) merged.*number = update.*number;
-  }
-  merged.capture_cursor = update.capture_cursor;
-  for (const auto text : kTexts) {
-    if (!(update.*text).empty()) merged.*text = update.*text;
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    std::visit([&](auto member) { Merge(merged.*member, update.*member); }, setting.member);
   }
   current = std::move(merged);
 }

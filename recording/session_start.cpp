@@ -1,12 +1,10 @@
 #include "recording/session_start.h"
 
-#include <algorithm>
-#include <array>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "diagnostics/error_reporting.h"
@@ -35,16 +33,13 @@ using Properties = std::unique_ptr<gsdk_properties, PropertiesDestroyer>;
 
 // Checks every setting that a session needs, so that all that are missing are logged.
 bool CheckSettings(const RecorderSettings& settings) {
-  const std::array checks = {CheckSettingInitialized("audio_samplerate", settings.audio_samplerate),
-                             CheckSettingInitialized("audio_bitrate", settings.audio_bitrate),
-                             CheckSettingInitialized("video_fps", settings.video_fps),
-                             CheckSettingInitialized("encoding_crf", settings.encoding_crf),
-                             CheckSettingInitialized("video_max_height", settings.video_max_height),
-                             CheckSettingInitialized("video_max_width", settings.video_max_width),
-                             CheckSettingInitialized("record_length", settings.record_length),
-                             CheckSettingInitialized("recording_mode", settings.recording_mode),
-                             CheckSettingInitialized("logging_level", settings.logging_level)};
-  return std::ranges::all_of(checks, std::identity{});
+  bool complete = true;
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    if (!setting.needed) continue;
+    const auto number = std::get<std::int32_t RecorderSettings::*>(setting.member);
+    if (!CheckSettingInitialized(setting.key, settings.*number)) complete = false;
+  }
+  return complete;
 }
 
 void ClearStopFlags() {

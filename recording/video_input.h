@@ -2,14 +2,11 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <string>
 
 #include "protocol/recorder_settings.h"
 
 namespace capture_service {
-
-enum class RecordingMode : std::uint32_t { kMonitor = 1, kGame = 2, kWindow = 3 };
 
 // A game that is just starting may not be ready to be captured yet.
 inline constexpr std::chrono::nanoseconds kVideoInputRetryWait = std::chrono::seconds(1);

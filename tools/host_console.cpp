@@ -37,7 +37,7 @@ struct Options {
   std::string journal;
   std::string progress = "auto";
 
-  RecorderSettings settings;
+  RecorderSettings settings = DefaultSettings();
   WindowQuery window;
   int window_limit_s = 10;
   bool hide_cursor = false;
@@ -75,10 +75,13 @@ void AddCommonOptions(CLI::App& app, Options& options) {
       ->capture_default_str();
 }
 
+std::int32_t ModeNumber(RecordingMode mode) { return static_cast<std::int32_t>(mode); }
+
 void AddRecordingOptions(CLI::App& command, Options& options) {
-  static const std::map<std::string, RecordingMode> modes{{"monitor", RecordingMode::kMonitor},
-                                                          {"game", RecordingMode::kGame},
-                                                          {"window", RecordingMode::kWindow}};
+  static const std::map<std::string, std::int32_t> modes{
+      {"monitor", ModeNumber(RecordingMode::kMonitor)},
+      {"game", ModeNumber(RecordingMode::kGame)},
+      {"window", ModeNumber(RecordingMode::kWindow)}};
   RecorderSettings& settings = options.settings;
   command
       .add_option("--mode", settings.recording_mode,
@@ -134,10 +137,10 @@ RecorderSettings CompleteSettings(const Options& options, Transcript& transcript
   const bool named = query.hwnd || query.pid || !query.title.empty();
   if (!named) {
     // Without a window the service takes the monitor nearest to none, the primary one.
-    if (settings.recording_mode == RecordingMode::kMonitor) return settings;
+    if (settings.recording_mode == ModeNumber(RecordingMode::kMonitor)) return settings;
     throw CLI::RequiredError("--title, --pid or --hwnd");
   }
-  if (query.pid && settings.recording_mode == RecordingMode::kGame) {
+  if (query.pid && settings.recording_mode == ModeNumber(RecordingMode::kGame)) {
     settings.game_pid = static_cast<std::int32_t>(*query.pid);
     return settings;
   }

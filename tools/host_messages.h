@@ -8,37 +8,23 @@
 #include <string_view>
 #include <vector>
 
+#include "protocol/recorder_settings.h"
+
 namespace host_tools {
 
-enum class RecordingMode : std::int32_t { kMonitor = 1, kGame = 2, kWindow = 3 };
+using capture_service::RecorderSettings;
+using capture_service::RecordingMode;
 
-// What a "recorder_settings" message carries. Zero and empty mean "leave as it is" to the service.
-struct RecorderSettings {
-  std::int32_t audio_samplerate = 48'000;
-  std::int32_t audio_bitrate = 160'000;
-  std::int32_t video_fps = 30;
-  std::int32_t encoding_crf = 23;
-  std::int32_t video_max_height = 1080;
-  std::int32_t video_max_width = 1920;
-  std::int32_t record_length = 8;  // seconds
-  RecordingMode recording_mode = RecordingMode::kWindow;
-  std::int32_t game_pid = 0;
-  std::int32_t game_hwnd = 0;
-  std::int32_t logging_level = 3;
-  bool capture_cursor = true;
-  std::string audio_game = "default";
-  std::string audio_chat = "none";
-  std::string audio_input = "none";
-};
+// The settings of a recording for which the user says nothing but what to record.
+RecorderSettings DefaultSettings();
 
+// A "recorder_settings" message with all of the settings. Zero and empty mean "leave as it is" to
+// the service.
 std::string SettingsMessage(const RecorderSettings& settings);
 
 // Builds a "recorder_settings" message from "key=value" words. Throws std::invalid_argument with a
 // sentence for people when a key is unknown or a value does not fit it.
 std::string SettingsMessage(const std::vector<std::string>& assignments);
-
-// The keys that SettingsMessage knows, in the order of the catalogue.
-std::vector<std::string_view> SettingsKeys();
 
 std::string RestartMessage();
 std::string ChangeAudioMessage();

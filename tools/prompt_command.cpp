@@ -54,7 +54,9 @@ std::string Help() {
       "  help                     show this list\n"
       "  quit                     end the service and the console\n"
       "Settings:";
-  for (const std::string_view key : SettingsKeys()) text.append(" ").append(key);
+  for (const capture_service::RecorderSetting& setting : capture_service::RecorderSettingsTable) {
+    text.append(" ").append(setting.key);
+  }
   return text;
 }
 

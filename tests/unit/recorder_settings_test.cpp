@@ -1,6 +1,10 @@
 #include "protocol/recorder_settings.h"
 
-#include <array>
+#include <ostream>
+#include <string>
+#include <type_traits>
+#include <variant>
+#include <vector>
 
 #include "recording/session_start.h"
 #include "tests/unit/core_fixture.h"
@@ -12,40 +16,81 @@ using namespace capture_service;
 
 using RecorderSettingsTest = CoreTest;
 
-constexpr std::array kNumbers = {
-    &RecorderSettings::audio_samplerate, &RecorderSettings::audio_bitrate,
-    &RecorderSettings::video_fps,        &RecorderSettings::encoding_crf,
-    &RecorderSettings::video_max_height, &RecorderSettings::video_max_width,
-    &RecorderSettings::record_length,    &RecorderSettings::recording_mode,
-    &RecorderSettings::game_pid,         &RecorderSettings::game_hwnd,
-    &RecorderSettings::logging_level};
-constexpr std::array kTexts = {&RecorderSettings::audio_game, &RecorderSettings::audio_chat,
-                               &RecorderSettings::audio_input};
+using Number = std::int32_t RecorderSettings::*;
+using Text = std::string RecorderSettings::*;
 
 void ExpectSame(const RecorderSettings& settings, const RecorderSettings& expected) {
-  for (std::size_t i = 0; i < kNumbers.size(); ++i) {
-    EXPECT_EQ(settings.*kNumbers.at(i), expected.*kNumbers.at(i)) << "number " << i;
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    std::visit([&](auto member) { EXPECT_EQ(settings.*member, expected.*member) << setting.key; },
+               setting.member);
   }
-  for (std::size_t i = 0; i < kTexts.size(); ++i) {
-    EXPECT_EQ(settings.*kTexts.at(i), expected.*kTexts.at(i)) << "text " << i;
+}
+
+// One row of the contract with the host: a name, its type, and whether session start needs it.
+struct SettingCase {
+  std::string key;
+  char type;
+  bool needed;
+
+  bool operator==(const SettingCase&) const = default;
+};
+
+void PrintTo(const SettingCase& setting, std::ostream* out) {
+  *out << setting.key << " " << setting.type << (setting.needed ? " needed" : "");
+}
+
+TEST_F(RecorderSettingsTest, TableHoldsExactlyTheContractsSettingsInTheirOrder) {
+  std::vector<SettingCase> table;
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    table.push_back({setting.key, "nft"[setting.member.index()], setting.needed});
   }
-  EXPECT_EQ(settings.capture_cursor, expected.capture_cursor);
+  EXPECT_EQ(table, (std::vector<SettingCase>{{"audio_samplerate", 'n', true},
+                                             {"audio_bitrate", 'n', true},
+                                             {"video_fps", 'n', true},
+                                             {"encoding_crf", 'n', true},
+                                             {"video_max_height", 'n', true},
+                                             {"video_max_width", 'n', true},
+                                             {"record_length", 'n', true},
+                                             {"recording_mode", 'n', true},
+                                             {"game_pid", 'n', false},
+                                             {"game_hwnd", 'n', false},
+                                             {"logging_level", 'n', true},
+                                             {"capture_cursor", 'f', false},
+                                             {"audio_game", 't', false},
+                                             {"audio_chat", 't', false},
+                                             {"audio_input", 't', false}}));
+}
+
+TEST_F(RecorderSettingsTest, EachSettingHasAMemberOfItsOwn) {
+  for (const RecorderSetting& one : RecorderSettingsTable) {
+    for (const RecorderSetting& other : RecorderSettingsTable) {
+      EXPECT_EQ(one.member == other.member, &one == &other) << one.key << " " << other.key;
+    }
+  }
 }
 
 TEST_F(RecorderSettingsTest, AllAreUnsetAtFirst) {
-  ExpectSame(CurrentRecorderSettings(), RecorderSettings{});
-  EXPECT_FALSE(CurrentRecorderSettings().capture_cursor);
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    std::visit(
+        [&](auto member) {
+          const auto& value = CurrentRecorderSettings().*member;
+          EXPECT_EQ(value, std::decay_t<decltype(value)>{}) << setting.key;
+        },
+        setting.member);
+  }
 }
 
 TEST_F(RecorderSettingsTest, EachNumberIsTakenOnlyWhenItIsNotZero) {
-  for (std::size_t i = 0; i < kNumbers.size(); ++i) {
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    const Number* const number = std::get_if<Number>(&setting.member);
+    if (number == nullptr) continue;
     for (const std::int32_t value : {60, -1}) {
       RecorderSettings update;
-      update.*kNumbers.at(i) = value;
+      update.** number = value;
 
       RecorderSettings current = CompleteSettings();
       RecorderSettings expected = CompleteSettings();
-      expected.*kNumbers.at(i) = value;
+      expected.** number = value;
       expected.capture_cursor = false;
       MergeRecorderSettings(current, update);
       ExpectSame(current, expected);
@@ -54,13 +99,15 @@ TEST_F(RecorderSettingsTest, EachNumberIsTakenOnlyWhenItIsNotZero) {
 }
 
 TEST_F(RecorderSettingsTest, EachTextIsTakenOnlyWhenItIsNotEmpty) {
-  for (std::size_t i = 0; i < kTexts.size(); ++i) {
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    const Text* const text = std::get_if<Text>(&setting.member);
+    if (text == nullptr) continue;
     RecorderSettings update;
-    update.*kTexts.at(i) = "none";
+    update.** text = "none";
 
     RecorderSettings current = CompleteSettings();
     RecorderSettings expected = CompleteSettings();
-    expected.*kTexts.at(i) = "none";
+    expected.** text = "none";
     expected.capture_cursor = false;
     MergeRecorderSettings(current, update);
     ExpectSame(current, expected);

@@ -2,6 +2,7 @@
 #include <functional>
 #include <limits>
 #include <stdexcept>
+#include <variant>
 
 #include "diagnostics/error_reporting.h"
 #include "recording/packet_watchdog.h"
@@ -50,23 +51,14 @@ TEST_F(SessionFailureTest, DefaultSettingsAreLoggedOneByOneBeforeTheOneDie) {
 }
 
 TEST_F(SessionFailureTest, EachCheckedSettingAloneIsEnoughToFail) {
-  const std::pair<const char*, std::int32_t RecorderSettings::*> checked[] = {
-      {"audio_samplerate", &RecorderSettings::audio_samplerate},
-      {"audio_bitrate", &RecorderSettings::audio_bitrate},
-      {"video_fps", &RecorderSettings::video_fps},
-      {"encoding_crf", &RecorderSettings::encoding_crf},
-      {"video_max_height", &RecorderSettings::video_max_height},
-      {"video_max_width", &RecorderSettings::video_max_width},
-      {"record_length", &RecorderSettings::record_length},
-      {"recording_mode", &RecorderSettings::recording_mode},
-      {"logging_level", &RecorderSettings::logging_level}};
-  for (const auto& [name, setting] : checked) {
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    if (!setting.needed) continue;
     CurrentRecorderSettings() = CompleteSettings();
-    CurrentRecorderSettings().*setting = 0;
+    CurrentRecorderSettings().*std::get<std::int32_t RecorderSettings::*>(setting.member) = 0;
     StartRecordingSession();
-    EXPECT_EQ(
-        TakeRecorded(),
-        (Lines{FailureToHost("setting " + std::string(name) + " uninitialized"), DieRequest(7)}));
+    EXPECT_EQ(TakeRecorded(),
+              (Lines{FailureToHost("setting " + std::string(setting.key) + " uninitialized"),
+                     DieRequest(7)}));
   }
 }
 
