@@ -1,12 +1,12 @@
-// Turns pictures into an H.264 stream with libx264: constant quality, no delay, a key frame at
-// least every second.
+// What turns pictures into an H.264 stream, and how one is found: constant quality, no B frames.
 #pragma once
 
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
-#include "open_gsdk/encoding/image.h"
 #include "open_gsdk/encoding/video_encoding.h"
 #include "open_gsdk/replay/encoded_packet.h"
 #include "open_gsdk/support/ffmpeg.h"
@@ -16,14 +16,10 @@ namespace open_gsdk {
 // For one thread at a time.
 class VideoEncoder {
  public:
-  // Throws Failure with kNoEncoder when the encoder cannot be opened.
-  explicit VideoEncoder(const VideoEncoding& encoding);
-
-  [[nodiscard]] const VideoFormat& format() const { return format_; }
-
-  // Makes `image` the current picture, fitted into the encoded size. Until the first call the
-  // current picture is black. Throws Failure with kCaptureFailed.
-  void SetPicture(const Image& image);
+  VideoEncoder() = default;
+  virtual ~VideoEncoder() = default;
+  VideoEncoder(const VideoEncoder&) = delete;
+  VideoEncoder& operator=(const VideoEncoder&) = delete;
 
   struct Output {
     std::int64_t frame_number;
@@ -31,21 +27,29 @@ class VideoEncoder {
     std::vector<std::uint8_t> data;
   };
 
-  // Encodes the current picture as frame `number`; numbers rise from call to call. `key_frame` asks
-  // for one. Hands what the encoder gives out to `deliver`. Throws Failure with kCaptureFailed.
-  void Encode(std::int64_t number, bool key_frame, const std::function<void(Output)>& deliver);
+  // Encodes a frame of a PictureConverter as frame `number`; numbers rise from call to call.
+  // `key_frame` asks for one. Hands what the encoder gives out to `deliver`. Throws Failure with
+  // kCaptureFailed.
+  virtual void Encode(const AVFrame& picture, std::int64_t number, bool key_frame,
+                      const std::function<void(Output)>& deliver) = 0;
 
- private:
-  void PrepareScaler(Size source);
-  void Blacken();
-
-  CodecContext context_;
-  Frame picture_;
-  Packet packet_;
-  VideoFormat format_;
-  Size source_;
-  Placement placement_;
-  Scaler scaler_;
+  // Complete once `deliver` was called.
+  [[nodiscard]] virtual const VideoFormat& format() const = 0;
 };
+
+// A kind of encoder that a machine may have.
+struct VideoEncoderKind {
+  std::string name;
+  // Throws Failure with kNoEncoder and the reason when it cannot be had.
+  std::function<std::unique_ptr<VideoEncoder>(const VideoEncoding&)> open;
+};
+
+// All that the library knows, best first: those of graphics cards, then x264.
+std::vector<VideoEncoderKind> VideoEncoderKinds();
+
+// Opens the first that can be had, and logs which one it is and why those before it were skipped.
+// Throws Failure with kNoEncoder and all reasons when there is none.
+std::unique_ptr<VideoEncoder> OpenVideoEncoder(const std::vector<VideoEncoderKind>& kinds,
+                                               const VideoEncoding& encoding);
 
 }  // namespace open_gsdk

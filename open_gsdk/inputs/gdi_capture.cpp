@@ -1,5 +1,9 @@
 #include "open_gsdk/inputs/gdi_capture.h"
 
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
 #include "open_gsdk/inputs/windows_on_screen.h"
 
 namespace open_gsdk {
@@ -66,8 +70,7 @@ GrabResult GdiCapture::GrabMonitor(const VideoSource& source) {
                      static_cast<int>(area.bottom - area.top)};
   if (!Copy(nullptr, origin, size)) return GrabResult::kNothing;
   if (source.cursor) DrawCursor(origin);
-  GdiFlush();
-  return GrabResult::kPicture;
+  return Compare();
 }
 
 GrabResult GdiCapture::GrabWindow(const VideoSource& source) {
@@ -79,39 +82,49 @@ GrabResult GdiCapture::GrabWindow(const VideoSource& source) {
   if (!Copy(source.window, {0, 0}, size)) return GrabResult::kNothing;
   POINT origin{};
   if (source.cursor && ClientToScreen(source.window, &origin)) DrawCursor(origin);
-  GdiFlush();
-  return GrabResult::kPicture;
+  return Compare();
 }
 
 bool GdiCapture::Copy(HWND window, POINT from, Size size) {
   const WindowDc source(window);
-  return source.get() != nullptr && Resize(size) &&
-         BitBlt(dc_.get(), 0, 0, size.width, size.height, source.get(), from.x, from.y, SRCCOPY) !=
-             FALSE;
+  return source.get() != nullptr && next_.Resize(size) &&
+         BitBlt(next_.dc.get(), 0, 0, size.width, size.height, source.get(), from.x, from.y,
+                SRCCOPY) != FALSE;
 }
 
-bool GdiCapture::Resize(Size size) {
-  if (dc_ && size == size_) return true;
-  if (size.width <= 0 || size.height <= 0) return false;
+bool GdiCapture::Canvas::Resize(Size wanted) {
+  if (dc && wanted == size) return true;
+  if (wanted.width <= 0 || wanted.height <= 0) return false;
   BITMAPINFO info{};
   info.bmiHeader.biSize = sizeof(info.bmiHeader);
-  info.bmiHeader.biWidth = size.width;
-  info.bmiHeader.biHeight = -size.height;  // top row first
+  info.bmiHeader.biWidth = wanted.width;
+  info.bmiHeader.biHeight = -wanted.height;  // top row first
   info.bmiHeader.biPlanes = 1;
   info.bmiHeader.biBitCount = 32;
   info.bmiHeader.biCompression = BI_RGB;
 
-  dc_.reset(CreateCompatibleDC(nullptr));
-  void* pixels = nullptr;
-  bitmap_.reset(CreateDIBSection(dc_.get(), &info, DIB_RGB_COLORS, &pixels, nullptr, 0));
-  if (!dc_ || !bitmap_) {
-    dc_.reset();
+  dc.reset(CreateCompatibleDC(nullptr));
+  void* memory = nullptr;
+  bitmap.reset(CreateDIBSection(dc.get(), &info, DIB_RGB_COLORS, &memory, nullptr, 0));
+  if (!dc || !bitmap) {
+    dc.reset();
     return false;
   }
-  SelectObject(dc_.get(), bitmap_.get());
-  pixels_ = static_cast<const std::uint8_t*>(pixels);
-  size_ = size;
+  SelectObject(dc.get(), bitmap.get());
+  pixels = static_cast<const std::uint8_t*>(memory);
+  size = wanted;
   return true;
+}
+
+GrabResult GdiCapture::Compare() {
+  GdiFlush();
+  const std::size_t bytes = std::size_t{4} * static_cast<std::size_t>(next_.size.width) *
+                            static_cast<std::size_t>(next_.size.height);
+  if (last_.dc && last_.size == next_.size && std::memcmp(last_.pixels, next_.pixels, bytes) == 0) {
+    return GrabResult::kUnchanged;
+  }
+  std::swap(last_, next_);
+  return GrabResult::kPicture;
 }
 
 void GdiCapture::DrawCursor(POINT origin) {
@@ -127,7 +140,7 @@ void GdiCapture::DrawCursor(POINT origin) {
     // least.
     shape = LoadCursorW(nullptr, IDC_ARROW);
   }
-  DrawIconEx(dc_.get(), cursor.ptScreenPos.x - hot_spot.x - origin.x,
+  DrawIconEx(next_.dc.get(), cursor.ptScreenPos.x - hot_spot.x - origin.x,
              cursor.ptScreenPos.y - hot_spot.y - origin.y, shape, 0, 0, 0, nullptr, DI_NORMAL);
 }
 

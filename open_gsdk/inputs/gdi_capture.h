@@ -4,30 +4,23 @@
 #include <windows.h>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
-#include "open_gsdk/encoding/image.h"
 #include "open_gsdk/inputs/monitors.h"
-#include "open_gsdk/inputs/video_source.h"
+#include "open_gsdk/inputs/picture_source.h"
 
 namespace open_gsdk {
 
-enum class GrabResult {
-  kPicture,
-  kNothing,  // minimised, or the desktop is locked: there is nothing to see right now
-  kGone,     // the window or monitor does not exist any more
-};
-
-// For one thread at a time.
-class GdiCapture {
+// GDI does not tell whether something has changed, so each picture is compared with the one before.
+class GdiCapture : public PictureSource {
  public:
   // Of a window only the part is seen that no other window covers. Never waits for the window's
   // own thread.
-  GrabResult Grab(const VideoSource& source);
+  GrabResult Grab(const VideoSource& source) override;
 
-  // What the last Grab with kPicture saw; valid until the next Grab.
-  [[nodiscard]] Image image() const { return {pixels_, size_}; }
+  [[nodiscard]] Image image() const override { return {last_.pixels, last_.size}; }
 
  private:
   struct DcDeleter {
@@ -37,17 +30,25 @@ class GdiCapture {
     void operator()(HBITMAP bitmap) const { DeleteObject(bitmap); }
   };
 
+  // A bitmap that is drawn into, and whose pixels lie in memory.
+  struct Canvas {
+    bool Resize(Size wanted);
+
+    std::unique_ptr<HBITMAP__, BitmapDeleter> bitmap;
+    // Deleted before the bitmap that is selected into it.
+    std::unique_ptr<HDC__, DcDeleter> dc;
+    const std::uint8_t* pixels = nullptr;
+    Size size;
+  };
+
   GrabResult GrabMonitor(const VideoSource& source);
   GrabResult GrabWindow(const VideoSource& source);
   bool Copy(HWND window, POINT from, Size size);
-  bool Resize(Size size);
   void DrawCursor(POINT origin);
+  GrabResult Compare();
 
-  std::unique_ptr<HBITMAP__, BitmapDeleter> bitmap_;
-  // Deleted before the bitmap that is selected into it.
-  std::unique_ptr<HDC__, DcDeleter> dc_;
-  const std::uint8_t* pixels_ = nullptr;
-  Size size_;
+  Canvas next_;  // is drawn into
+  Canvas last_;  // the last kPicture
   std::optional<Monitor> monitor_;
   std::chrono::steady_clock::time_point monitor_checked_;
 };

@@ -41,8 +41,10 @@ PacketSink::ErrorCallback Logged(const PacketSink::ErrorCallback& on_error) {
 }  // namespace
 
 Recording::Recording(const SessionProperties& properties, const VideoSource& source,
-                     const std::vector<SoundBinding>& bindings)
-    : video_(ChooseVideoEncoding(properties, SourceSize(source)), source),
+                     const std::vector<SoundBinding>& bindings, RecordingParts parts)
+    : video_({std::move(parts.pictures), std::move(parts.encoders),
+              [properties](Size size) { return ChooseVideoEncoding(properties, size); }},
+             source, SourceSize(source)),
       sound_(OpenTracks(properties, bindings)),
       sink_(Formats(sound_), properties.on_packet, Logged(properties.on_error)) {
   const VideoEncoding& encoding = video_.encoding();
@@ -50,7 +52,7 @@ Recording::Recording(const SessionProperties& properties, const VideoSource& sou
       "recording " + DescribeSource(source) + " at " + std::to_string(encoding.size.width) + "x" +
           std::to_string(encoding.size.height) + ", " + std::to_string(encoding.frame_rate) +
           " frames per second, quality " + std::to_string(encoding.crf) +
-          ", libx264, sound tracks: " + std::to_string(sound_.size()));
+          ", sound tracks: " + std::to_string(sound_.size()));
 }
 
 Recording::~Recording() {

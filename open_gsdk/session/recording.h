@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "open_gsdk/encoding/video_encoder.h"
 #include "open_gsdk/inputs/audio_devices.h"
+#include "open_gsdk/inputs/picture_source.h"
 #include "open_gsdk/inputs/video_source.h"
 #include "open_gsdk/session/packet_sink.h"
 #include "open_gsdk/session/session_properties.h"
@@ -22,13 +24,19 @@ struct SoundBinding {
   std::string device_id{};  // empty for none
 };
 
+// What a recording is made with; tests bring their own.
+struct RecordingParts {
+  std::unique_ptr<PictureSource> pictures = OpenPictureSource();
+  std::vector<VideoEncoderKind> encoders = VideoEncoderKinds();
+};
+
 // Owned by a shared_ptr. Start, Stop, SetSource and BindSound: any thread.
 class Recording : public std::enable_shared_from_this<Recording> {
  public:
   // Opens the encoders. Tracks without a binding are silent. Throws Failure, with kNoEncoder when
   // an encoder does not open.
   Recording(const SessionProperties& properties, const VideoSource& source,
-            const std::vector<SoundBinding>& bindings);
+            const std::vector<SoundBinding>& bindings, RecordingParts parts = {});
   // Not on a thread of the library.
   ~Recording();
   Recording(const Recording&) = delete;

@@ -19,6 +19,24 @@ void SetLogLevel(std::int32_t level);
 // error stream.
 void TakeFfmpegLines();
 
+// While it exists, FFmpeg's error lines of its thread are kept here instead of being logged. One at
+// a time for each thread.
+class FfmpegLines {
+ public:
+  FfmpegLines();
+  ~FfmpegLines();
+  FfmpegLines(const FfmpegLines&) = delete;
+  FfmpegLines& operator=(const FfmpegLines&) = delete;
+
+  // The lines so far, with ", " between them.
+  [[nodiscard]] const std::string& text() const { return text_; }
+
+  void Add(const std::string& line);
+
+ private:
+  std::string text_;
+};
+
 // Any thread; no lock is held while the callback runs.
 void Log(LogLevel level, const std::string& text);
 

@@ -43,6 +43,7 @@ class ClipTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     const TestWindow window(L"clip", 320, 200, RGB(255, 0, 0));
+    window.Animate();
     client_ = new Client({.tracks = {"Game", "Mic"}});
     client_->RecordWindow(window.number());
     client_->WaitForFrames(45);
@@ -229,6 +230,7 @@ TEST_F(ClipTest, SaysWhenItWasMade) {
 
 TEST_F(ClipTest, ManyDumpsAtOnceDuringARecordingAllSucceedOrFindTheRecorderGone) {
   const TestWindow window(L"busy", 320, 200, RGB(0, 0, 255));
+  window.Animate();
   Client client;
   client.RecordWindow(window.number());
   client.WaitForFrames(10);

@@ -77,24 +77,5 @@ TEST(FrameClock, TimesDoNotDriftAndNoFrameIsDueTwice) {
   }
 }
 
-TEST(FrameClock, RepeatsFramesForUpToASecondAndDropsAfterThat) {
-  struct Case {
-    std::int64_t next;
-    std::int64_t due;
-    std::int64_t repeated;
-    std::int64_t dropped;
-  };
-  const Case cases[] = {
-      {10, 10, 0, 0},  // in time
-      {10, 9, 0, 0},   // early
-      {10, 11, 1, 0}, {10, 40, 30, 0}, {10, 41, 0, 31}, {0, 1'000'000, 0, 1'000'000},
-  };
-  for (const Case& row : cases) {
-    const CatchUp catch_up = CatchUpTo(row.next, row.due, 30);
-    EXPECT_EQ(catch_up.repeated, row.repeated) << row.next << " to " << row.due;
-    EXPECT_EQ(catch_up.dropped, row.dropped) << row.next << " to " << row.due;
-  }
-}
-
 }  // namespace
 }  // namespace open_gsdk

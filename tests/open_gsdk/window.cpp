@@ -1,5 +1,6 @@
 #include "tests/open_gsdk/window.h"
 
+#include <atomic>
 #include <future>
 
 #include "platform/window_handle.h"
@@ -12,6 +13,17 @@ constexpr wchar_t kClassName[] = L"open_gsdk_test";
 // tests have none, when it goes.
 constexpr DWORD kStyle = WS_POPUP;
 constexpr UINT kFill = WM_APP;
+
+void DrawCorner(HWND window) {
+  static std::atomic<unsigned> step{0};
+  const unsigned shade = ++step * 7 % 256;
+  const HDC dc = GetDC(window);
+  const RECT corner = {0, 0, 32, 32};
+  const HBRUSH brush = CreateSolidBrush(RGB(shade, 255 - shade, 128));
+  FillRect(dc, &corner, brush);
+  DeleteObject(brush);
+  ReleaseDC(window, dc);
+}
 
 LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
   switch (message) {
@@ -31,6 +43,9 @@ LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM secon
       EndPaint(window, &paint);
       return 0;
     }
+    case WM_TIMER:
+      DrawCorner(window);
+      return 0;
     case WM_DESTROY:
       PostQuitMessage(0);
       return 0;
@@ -84,6 +99,10 @@ void TestWindow::ResizeClient(int width, int height) {
 }
 
 void TestWindow::Minimise() { ShowWindow(handle_, SW_MINIMIZE); }
+
+void TestWindow::Restore() { ShowWindow(handle_, SW_SHOWNOACTIVATE); }
+
+void TestWindow::Animate() const { SetTimer(handle_, 1, USER_TIMER_MINIMUM, nullptr); }
 
 void TestWindow::Close() {
   if (!thread_.joinable()) return;

@@ -25,6 +25,9 @@ class TestWindow {
   void Fill(COLORREF colour) const;
   void ResizeClient(int width, int height);
   void Minimise();
+  void Restore();
+  // From now on a corner of it has another colour about a hundred times a second.
+  void Animate() const;
   void Close();
 
  private:

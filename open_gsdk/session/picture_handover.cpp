@@ -1,0 +1,50 @@
+#include "open_gsdk/session/picture_handover.h"
+
+#include <utility>
+
+#include "open_gsdk/session/steady_time.h"
+#include "platform/deadline.h"
+
+namespace open_gsdk {
+
+bool PictureHandover::WaitForRoom() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return closed_ || !picture_; });
+  return !closed_;
+}
+
+void PictureHandover::Put(TakenPicture picture) {
+  {
+    const std::lock_guard lock(mutex_);
+    picture_ = std::move(picture);
+  }
+  changed_.notify_all();
+}
+
+std::optional<TakenPicture> PictureHandover::Take(std::int64_t deadline_ns) {
+  std::optional<TakenPicture> taken;
+  {
+    std::unique_lock lock(mutex_);
+    platform::WaitUntil(changed_, lock, SteadyPoint(deadline_ns),
+                        [this] { return closed_ || picture_.has_value(); });
+    if (closed_) return std::nullopt;
+    taken = std::exchange(picture_, std::nullopt);
+  }
+  changed_.notify_all();
+  return taken;
+}
+
+void PictureHandover::Close() {
+  {
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
+  }
+  changed_.notify_all();
+}
+
+bool PictureHandover::closed() {
+  const std::lock_guard lock(mutex_);
+  return closed_;
+}
+
+}  // namespace open_gsdk
