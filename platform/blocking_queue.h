@@ -4,7 +4,10 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <utility>
+
+#include "platform/deadline.h"
 
 namespace platform {
 
@@ -23,12 +26,25 @@ class BlockingQueue {
   T Pop() {
     std::unique_lock lock(mutex_);
     not_empty_.wait(lock, [this] { return !items_.empty(); });
+    return TakeFirst();
+  }
+
+  // Waits until there is an item; none when `deadline` is reached first.
+  std::optional<T> PopUntil(SteadyTime deadline) {
+    std::unique_lock lock(mutex_);
+    if (!WaitUntil(not_empty_, lock, deadline, [this] { return !items_.empty(); })) {
+      return std::nullopt;
+    }
+    return TakeFirst();
+  }
+
+ private:
+  T TakeFirst() {
     T item = std::move(items_.front());
     items_.pop_front();
     return item;
   }
 
- private:
   std::mutex mutex_;
   std::condition_variable not_empty_;
   std::deque<T> items_;

@@ -22,12 +22,20 @@ bool WaitForPacket(PacketWatch& watch, std::unique_lock<std::mutex>& lock,
   return seen;
 }
 
-// Restarts or gives up; `line` says "restarting" in either case.
-void ReactToStall(PacketWatch& watch, const std::string& line, ErrorCode failure,
-                  const std::string& message) {
-  LogInfo(line);
-  if (watch.restart_counter >= kRestartLimit) {
-    RaiseFailure(failure, message, ReportAs::kErrorEvent);
+constexpr Stall kNoPacketSinceStart = {
+    .line = "No recording packets seen since session start, restarting",
+    .failure = ErrorCode::NoRecordingPacketsSinceStartup,
+    .message =
+        "Failed to receive any data from process since startup after max restarts. Stopping"};
+constexpr Stall kNoPacketAnyMore = {
+    .line = "No recording packets seen within timeout, restarting",
+    .failure = ErrorCode::NoRecordingPacketsWithinTimeout,
+    .message = "Failed to receive any data from process after max restarts. Stopping"};
+
+void ReactToStall(PacketWatch& watch, WatchAction action, const Stall& stall) {
+  LogInfo(stall.line);
+  if (action == WatchAction::kGiveUp) {
+    RaiseFailure(stall.failure, stall.message, ReportAs::kErrorEvent);
   } else {
     PostRestartEvent();
     ++watch.restart_counter;
@@ -35,6 +43,12 @@ void ReactToStall(PacketWatch& watch, const std::string& line, ErrorCode failure
 }
 
 }  // namespace
+
+WatchDecision DecideAfterWait(bool packet_seen, bool first_wait, std::int32_t restart_counter) {
+  if (packet_seen) return {.action = WatchAction::kGoOn, .stall = nullptr};
+  return {.action = restart_counter >= kRestartLimit ? WatchAction::kGiveUp : WatchAction::kRestart,
+          .stall = first_wait ? &kNoPacketSinceStart : &kNoPacketAnyMore};
+}
 
 PacketWatch& Watch() {
   static auto& watch = *new PacketWatch;
@@ -59,27 +73,18 @@ void PacketWatchdog(std::chrono::nanoseconds first_packet_wait,
   PacketWatch& watch = Watch();
   std::unique_lock lock(watch.mutex);
 
-  const bool started = WaitForPacket(watch, lock, first_packet_wait);
-  if (watch.stop) return;
-  if (!started) {
-    ReactToStall(watch, "No recording packets seen since session start, restarting",
-                 ErrorCode::NoRecordingPacketsSinceStartup,
-                 "Failed to receive any data from process since startup after max restarts. "
-                 "Stopping");
-    return;
-  }
-
-  bool seen = true;
-  while (seen) {
+  for (bool first_wait = true;; first_wait = false) {
+    const bool seen = WaitForPacket(watch, lock, first_wait ? first_packet_wait : packet_wait);
+    if (watch.stop) return;
+    const WatchDecision decision = DecideAfterWait(seen, first_wait, watch.restart_counter);
+    if (decision.action != WatchAction::kGoOn) {
+      ReactToStall(watch, decision.action, *decision.stall);
+      return;
+    }
     // Lets the packet callback in between two waits.
     lock.unlock();
     lock.lock();
-    seen = WaitForPacket(watch, lock, packet_wait);
-    if (watch.stop) return;
   }
-  ReactToStall(watch, "No recording packets seen within timeout, restarting",
-               ErrorCode::NoRecordingPacketsWithinTimeout,
-               "Failed to receive any data from process after max restarts. Stopping");
 }
 
 }  // namespace capture_service

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "gsdk/gsdk_api.h"
+#include "protocol/error_codes.h"
 
 namespace capture_service {
 
@@ -28,6 +29,30 @@ struct PacketWatch {
 
   std::thread thread;  // "buffer watcher"; command worker only
 };
+
+// What the watchdog does once a wait is over.
+enum class WatchAction {
+  kGoOn,     // a packet came: wait for the next one
+  kRestart,  // ask for a restart of the recording
+  kGiveUp,   // report the failure and end the service with its number
+};
+
+// A lack of packets: the line that is logged first, whether a restart follows or not, and the
+// failure that it becomes after too many restarts.
+struct Stall {
+  const char* line;
+  ErrorCode failure;
+  const char* message;
+};
+
+struct WatchDecision {
+  WatchAction action;
+  const Stall* stall;  // null with kGoOn
+};
+
+// The decision after a wait: whether a packet came in it, whether it was the first since the start
+// of the session, and how many restarts brought no packet before. Knows no clock and no state.
+WatchDecision DecideAfterWait(bool packet_seen, bool first_wait, std::int32_t restart_counter);
 
 // The one watch of this process. Never destroyed: library threads may still feed it while the
 // process ends.

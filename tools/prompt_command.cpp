@@ -94,7 +94,7 @@ class Prompt {
     for (const std::string& message : options_.at_start) session_.Send(message);
     transcript_.Result("Type help for the commands.");
     ShowPrompt();
-    while (Handle(inbox_.Take())) {
+    while (Handle(inbox_.Pop())) {
     }
     const std::uint32_t status = session_.AwaitEnd();
     transcript_.Note("The service ended with status " + std::to_string(status) + ". " +
@@ -178,10 +178,10 @@ class Prompt {
 
   bool Sleep(int seconds) {
     const auto deadline =
-        Inbox::Clock::now() + std::min(std::chrono::seconds(seconds), kLongestSleep);
+        std::chrono::steady_clock::now() + std::min(std::chrono::seconds(seconds), kLongestSleep);
     std::vector<Event> typed_meanwhile;
     bool running = true;
-    while (const auto event = inbox_.TakeUntil(deadline)) {
+    while (const auto event = inbox_.PopUntil(deadline)) {
       if (event->kind == Event::Kind::kLine || event->kind == Event::Kind::kEndOfInput) {
         typed_meanwhile.push_back(*event);
       } else if (!(running = Handle(*event))) {

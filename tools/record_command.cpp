@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-using Clock = Inbox::Clock;
+using Clock = std::chrono::steady_clock;
 
 // 3 s until a restart begins and five attempts, 1 s apart, to set the video input, with room for a
 // slow machine.
@@ -47,7 +47,7 @@ void FailIfOver(HostSession& session, const Event& event, const std::string& whi
 void AwaitAnnouncement(HostSession& session, Inbox& inbox) {
   const std::string doing = "the recording was starting";
   const Clock::time_point deadline = Clock::now() + kStartLimit;
-  while (const auto event = inbox.TakeUntil(deadline)) {
+  while (const auto event = inbox.PopUntil(deadline)) {
     FailIfOver(session, *event, doing);
     if (IsAnnouncement(*event)) return;
   }
@@ -82,7 +82,7 @@ void FillBuffer(HostSession& session, Inbox& inbox, Transcript& transcript, int 
     const bool whole_second = static_cast<int>(shown) != seconds_shown;
     seconds_shown = static_cast<int>(shown);
     transcript.Progress(ProgressText(shown, length_s), whole_second);
-    const auto event = inbox.TakeUntil(now + kProgressInterval);
+    const auto event = inbox.PopUntil(now + kProgressInterval);
     if (!event) continue;
     FailIfOver(session, *event, doing);
     if (IsAnnouncement(*event)) {
@@ -98,7 +98,7 @@ ClipAnswer RequestClip(HostSession& session, Inbox& inbox, const std::filesystem
   const std::string doing = "it was writing the clip";
   session.Send(ClipMessage(platform::Utf8FromWide(clip.wstring()), id));
   const Clock::time_point deadline = Clock::now() + kClipLimit;
-  while (const auto event = inbox.TakeUntil(deadline)) {
+  while (const auto event = inbox.PopUntil(deadline)) {
     FailIfOver(session, *event, doing);
     const auto answer = ReadClipAnswer(event->text);
     if (!answer || answer->id != id) continue;
@@ -150,7 +150,7 @@ std::uint32_t WatchRecording(HostSession& session, Inbox& inbox, const RecorderS
   StartRecording(session, settings);
   const Clock::time_point started = Clock::now();
   while (true) {
-    const auto event = limit ? inbox.TakeUntil(started + *limit) : std::optional(inbox.Take());
+    const auto event = limit ? inbox.PopUntil(started + *limit) : std::optional(inbox.Pop());
     if (event && event->kind == Event::Kind::kClosed) break;
     if (event && event->kind != Event::Kind::kInterrupted) continue;
     session.Send(DieMessage(0));

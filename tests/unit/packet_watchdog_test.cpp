@@ -76,6 +76,25 @@ struct StallCase {
 constexpr StallCase kStalls[] = {{-1, false}, {0, false}, {1, false},  {4, false},
                                  {5, true},   {6, true},  {1000, true}};
 
+TEST_F(PacketWatchdogTest, DecisionOfEachCase) {
+  for (const bool first_wait : {true, false}) {
+    for (const StallCase& c : kStalls) {
+      const WatchDecision seen = DecideAfterWait(/*packet_seen=*/true, first_wait, c.counter);
+      EXPECT_EQ(seen.action, WatchAction::kGoOn) << first_wait << " " << c.counter;
+      EXPECT_EQ(seen.stall, nullptr);
+
+      const WatchDecision none = DecideAfterWait(/*packet_seen=*/false, first_wait, c.counter);
+      EXPECT_EQ(none.action, c.gives_up ? WatchAction::kGiveUp : WatchAction::kRestart)
+          << first_wait << " " << c.counter;
+      ASSERT_NE(none.stall, nullptr);
+      EXPECT_EQ(none.stall->line, first_wait ? kNoneSinceStart : kNoneWithin);
+      EXPECT_EQ(none.stall->failure, first_wait ? ErrorCode::NoRecordingPacketsSinceStartup
+                                                : ErrorCode::NoRecordingPacketsWithinTimeout);
+      EXPECT_EQ(none.stall->message, first_wait ? kGiveUpStart : kGiveUpWithin);
+    }
+  }
+}
+
 TEST_F(PacketWatchdogTest, NoPacketSinceTheStartRestartsUpToTheLimit) {
   for (const StallCase& c : kStalls) {
     SetCounter(c.counter);
