@@ -35,8 +35,8 @@ void gsdk_recorder_set_duration(gsdk_recorder* recorder, std::uint32_t milliseco
 void gsdk_recorder_push_packet(gsdk_recorder* recorder, gsdk_encoded_packet* packet) {
   Quietly([&] {
     const auto found = Recorders().Find(recorder);
-    auto content = Packets().Find(packet);
-    if (found && content) found->Push(std::move(content));
+    const auto content = Packets().Find(packet);
+    if (found && content) found->Push(*content);
   });
 }
 

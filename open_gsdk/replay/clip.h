@@ -1,38 +1,62 @@
 // What goes into a clip, and its figures.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <span>
 #include <vector>
 
-#include "gsdk/gsdk_api.h"
 #include "open_gsdk/replay/encoded_packet.h"
+#include "open_gsdk/replay/packet_ring.h"
+#include "open_gsdk/replay/packet_segment.h"
 
 namespace open_gsdk {
 
 // How a dump ended: the numbers of gsdk_dump_result::status.
 enum class DumpStatus : std::int32_t {
-  kSuccess = kGsdkDumpSuccess,
-  kUnexpected = 1,  // has no name in the interface
-  kEmpty = kGsdkDumpEmpty,
-  kCannotOpen = kGsdkDumpCannotOpen,
-  kBadAudioStream = kGsdkDumpBadAudioStream,
-  kBadVideoStream = kGsdkDumpBadVideoStream,
-  kCannotWrite = kGsdkDumpCannotWrite,
-  kCannotRename = kGsdkDumpCannotRename,
+  kSuccess = 0,
+  kUnexpected = 1,
+  kEmpty = 2,
+  kCannotOpen = 3,
+  kBadAudioStream = 4,
+  kBadVideoStream = 5,
+  kCannotWrite = 6,
+  kCannotRename = 7,
+};
+
+struct ClipPacket {
+  std::size_t stream = 0;
+  bool key_frame = false;
+  std::int64_t time_ns = 0;  // from the first picture on; that of the first sound is negative
+  std::int64_t duration_ns = 0;
+  // Where the bytes are; null for a packet of encoded silence, which stands for missing sound.
+  const PacketSegment* segment = nullptr;
+  const StoredPacket* stored = nullptr;
+
+  // Valid as long as the clip and `scratch`, which is used where the bytes are not in one piece.
+  [[nodiscard]] std::span<const std::uint8_t> Bytes(std::vector<std::uint8_t>& scratch) const;
 };
 
 struct Clip {
-  // In the order of their times; all of one session, the first one a key frame of the video. Empty
-  // when there is nothing to write.
-  std::vector<SharedPacket> packets;
-  std::int64_t start_ns = 0;  // the time of the first picture, on the steady clock
-  std::int64_t duration_ns = 0;
+  std::shared_ptr<const StreamSet> streams;
+  std::vector<std::shared_ptr<const PacketSegment>> segments;  // in which the packets are
+  // In the order of their times. The pictures begin with a key frame at 0 and each lasts until the
+  // next. The sound of each track has no gap, reaches back to 0 or before, with the packet before
+  // that one in front of it, and ends with the last picture. Empty when there is nothing to write.
+  std::vector<ClipPacket> packets;
+  std::int64_t start_ns = 0;           // the time of the first picture, on the steady clock
+  std::int64_t duration_ns = 0;        // from there to the end of the last one
   std::int64_t last_timestamp_ns = 0;  // the latest time of a packet, on the steady clock
   std::int64_t audio_drop_ns = 0;      // the track that lost most counts
   std::int64_t video_drop_ns = 0;
+  bool memory_limited = false;  // shorter than wanted, since the ring may not have more memory
 };
 
-// `packets` is the content of a PacketRing. Sound from before the first picture is left out.
-Clip CutClip(std::vector<SharedPacket> packets);
+// The clip begins with the latest key frame from which the wanted duration can be played, or else
+// with the first one. It ends where the sound does, with a whole picture: sound arrives later than
+// the pictures of its time. A last picture that stands longer (a source that has nothing new gives
+// one a second) stands until the sound ends. Throws std::bad_alloc.
+Clip CutClip(const RingContent& content);
 
 }  // namespace open_gsdk

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <numeric>
 #include <utility>
 
 #include "open_gsdk/support/ffmpeg.h"
@@ -105,7 +106,7 @@ bool AddAudioStream(AVFormatContext& file, const AudioFormat& format) {
   parameters.format = AV_SAMPLE_FMT_FLTP;
   parameters.sample_rate = format.sample_rate;
   parameters.bit_rate = format.bit_rate;
-  parameters.frame_size = 1024;
+  parameters.frame_size = kSamplesPerPacket;
   av_channel_layout_default(&parameters.ch_layout, format.channels);
   // The one is shown by players, the other by what lists a file's tracks.
   av_dict_set(&stream->metadata, "title", format.name.c_str(), 0);
@@ -116,19 +117,38 @@ bool AddAudioStream(AVFormatContext& file, const AudioFormat& format) {
 bool WritePackets(AVFormatContext& file, const Clip& clip) {
   const Packet packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
-  for (const SharedPacket& source : clip.packets) {
-    const AVStream& stream = *file.streams[source->stream];
+  std::vector<std::uint8_t> scratch;
+  std::vector<std::int64_t> earliest(file.nb_streams, std::numeric_limits<std::int64_t>::min());
+  for (const ClipPacket& source : clip.packets) {
+    const AVStream& stream = *file.streams[source.stream];
+    const std::span<const std::uint8_t> bytes = source.Bytes(scratch);
     // FFmpeg reads the bytes where they are, and does not write to them.
-    packet->data = const_cast<std::uint8_t*>(source->data.data());
-    packet->size = static_cast<int>(source->data.size());
+    packet->data = const_cast<std::uint8_t*>(bytes.data());
+    packet->size = static_cast<int>(bytes.size());
     packet->stream_index = stream.index;
-    packet->flags = source->key_frame ? AV_PKT_FLAG_KEY : 0;
-    packet->pts = av_rescale_q(source->time_ns - clip.start_ns, kNanoseconds, stream.time_base);
+    packet->flags = source.key_frame ? AV_PKT_FLAG_KEY : 0;
+    const std::int64_t begin = av_rescale_q(source.time_ns, kNanoseconds, stream.time_base);
+    const std::int64_t end =
+        av_rescale_q(source.time_ns + source.duration_ns, kNanoseconds, stream.time_base);
+    // FFmpeg refuses a packet that is not later than the one before.
+    packet->pts = std::max(begin, earliest[source.stream]);
     packet->dts = packet->pts;
-    packet->duration = av_rescale_q(source->duration_ns, kNanoseconds, stream.time_base);
+    packet->duration = std::max<std::int64_t>(end - packet->pts, 1);
+    earliest[source.stream] = packet->pts + 1;
     if (av_write_frame(&file, packet.get()) < 0) return false;
   }
   return true;
+}
+
+// In which all times of the file can be given exactly: those of the pictures and of the sound.
+std::int64_t MovieTimescale(const StreamSet& streams) {
+  std::int64_t scale = streams.video.frame_rate;
+  for (const AudioFormat& format : streams.audio) {
+    scale = std::lcm(scale, std::int64_t{format.sample_rate});
+  }
+  // Mostly it is the sample rate; odd frame rates with odd sample rates have to do with rounding.
+  constexpr std::int64_t kLargest = 100'000'000;
+  return scale <= kLargest ? scale : streams.video.frame_rate;
 }
 
 // Describes the streams; kSuccess when all could be.
@@ -160,11 +180,12 @@ MuxResult Mux(const Clip& clip, const ByteSink& sink, std::int64_t room_for_head
   file->flags &= ~AVFMT_FLAG_FLUSH_PACKETS;
   file->flush_packets = 0;
 
-  const StreamSet& streams = *clip.packets.front()->streams;
+  const StreamSet& streams = *clip.streams;
   MuxResult result{.status = AddStreams(*file, streams)};
   if (result.status != DumpStatus::kSuccess) return result;
   // The stream's own time base, so that a constant frame rate stays exactly constant.
   av_opt_set_int(file->priv_data, "video_track_timescale", streams.video.frame_rate * 512, 0);
+  av_opt_set_int(file->priv_data, "movie_timescale", MovieTimescale(streams), 0);
   av_opt_set_int(file->priv_data, "moov_size", room_for_header, 0);
   av_dict_set(&file->metadata, "creation_time", "now", 0);
   result.status = DumpStatus::kCannotWrite;

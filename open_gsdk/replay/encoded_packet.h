@@ -9,11 +9,16 @@
 
 namespace open_gsdk {
 
+// Of AAC: how many samples a packet stands for.
+inline constexpr int kSamplesPerPacket = 1024;
+
 struct VideoFormat {
   int width = 0;
   int height = 0;
   int frame_rate = 0;  // per second
   std::vector<std::uint8_t> extradata;
+
+  bool operator==(const VideoFormat&) const = default;
 };
 
 struct AudioFormat {
@@ -22,9 +27,11 @@ struct AudioFormat {
   int channels = 0;
   int bit_rate = 0;  // per second
   std::vector<std::uint8_t> extradata;
+
+  bool operator==(const AudioFormat&) const = default;
 };
 
-// The streams of one session.
+// The streams of one session, up to a change of the picture's size.
 struct StreamSet {
   VideoFormat video;
   std::vector<AudioFormat> audio;
@@ -35,9 +42,11 @@ struct EncodedPacket {
   std::shared_ptr<const StreamSet> streams;
   std::size_t stream = 0;  // 0 is the video, 1 + n the audio track n
   bool key_frame = false;
-  std::int64_t time_ns = 0;  // on the steady clock
-  std::int64_t duration_ns = 0;
-  std::int64_t dropped_ns = 0;  // what of this stream was lost right before this packet
+  // On the steady clock: when the picture was taken, or when the first sample was heard that the
+  // packet stands for. A decoder gives these samples when it was given the packet before, too.
+  std::int64_t time_ns = 0;
+  std::int64_t duration_ns = 0;  // of a picture: one step of the frame rate
+  std::int64_t dropped_ns = 0;   // what of this stream was lost right before this packet
   std::vector<std::uint8_t> data;
 
   [[nodiscard]] bool IsVideo() const { return stream == 0; }

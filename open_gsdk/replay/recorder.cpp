@@ -1,8 +1,5 @@
 #include "open_gsdk/replay/recorder.h"
 
-#include <utility>
-#include <vector>
-
 namespace open_gsdk {
 
 void Recorder::SetDuration(std::uint32_t milliseconds) {
@@ -10,18 +7,18 @@ void Recorder::SetDuration(std::uint32_t milliseconds) {
   ring_.SetDuration(std::int64_t{milliseconds} * 1'000'000);
 }
 
-void Recorder::Push(SharedPacket packet) {
+void Recorder::Push(const EncodedPacket& packet) {
   const std::lock_guard lock(mutex_);
-  ring_.Push(std::move(packet));
+  ring_.Push(packet);
 }
 
 gsdk_dump_result Recorder::Dump(const std::function<DumpStatus(const Clip&)>& write) {
-  std::vector<SharedPacket> packets;
+  RingContent content;
   {
     const std::lock_guard lock(mutex_);
-    packets = ring_.Packets();
+    content = ring_.Content();
   }
-  const Clip clip = CutClip(std::move(packets));
+  const Clip clip = CutClip(content);
   gsdk_dump_result result{};
   const DumpStatus status = clip.packets.empty() ? DumpStatus::kEmpty : write(clip);
   result.status = static_cast<std::int32_t>(status);

@@ -17,10 +17,12 @@ class Recorder {
  public:
   void SetDuration(std::uint32_t milliseconds);
 
-  // Waits for a dump no longer than it takes to copy the list of packets.
-  void Push(SharedPacket packet);
+  // Copies what it keeps. Waits for a dump no longer than it takes to copy the list of the ring's
+  // segments. Throws std::bad_alloc as PacketRing::Push does.
+  void Push(const EncodedPacket& packet);
 
-  // Has `write` store what is in the buffer right now. Packets may be pushed meanwhile.
+  // Has `write` store what is in the buffer right now. Packets may be pushed meanwhile. Throws
+  // std::bad_alloc.
   gsdk_dump_result Dump(const std::function<DumpStatus(const Clip&)>& write);
 
  private:

@@ -1,0 +1,124 @@
+#include "open_gsdk/replay/clip_sound.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <iterator>
+#include <vector>
+
+#include "open_gsdk/replay/clip.h"
+
+namespace open_gsdk {
+namespace {
+
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+
+struct Sound {
+  const PacketSegment* segment;
+  std::size_t number;     // in the segment
+  std::int64_t position;  // of the first sample, counted from the clip's first picture on
+};
+
+std::int64_t Divide(std::int64_t dividend, std::int64_t divisor) {
+  const std::int64_t half = dividend < 0 ? -divisor / 2 : divisor / 2;
+  return (dividend + half) / divisor;
+}
+
+// Rounded to the nearest. Clips are so short that nothing overflows (at 96 kHz over a day).
+std::int64_t SamplesOf(std::int64_t time_ns, std::int64_t rate) {
+  return Divide(time_ns * rate, kNsPerSecond);
+}
+std::int64_t TimeOf(std::int64_t samples, std::int64_t rate) {
+  return Divide(samples * kNsPerSecond, rate);
+}
+
+// The packets of the track that are heard in the clip, which has `end` samples, and the one before
+// them, which the decoder needs.
+std::vector<Sound> Select(std::size_t stream, const Clip& clip, std::int64_t rate,
+                          std::int64_t end) {
+  std::vector<Sound> sounds;
+  for (const auto& segment : clip.segments) {
+    for (std::size_t number = 0; number < segment->packets().size(); ++number) {
+      const StoredPacket& stored = segment->packets()[number];
+      if (stored.stream != stream) continue;
+      const std::int64_t position = SamplesOf(stored.time_ns - clip.start_ns, rate);
+      if (position < end) sounds.push_back({segment.get(), number, position});
+    }
+  }
+  auto begin = std::find_if(sounds.begin(), sounds.end(), [](const Sound& sound) {
+    return sound.position + kSamplesPerPacket > 0;
+  });
+  if (begin != sounds.begin() && begin != sounds.end() &&
+      begin->position - std::prev(begin)->position < 2 * kSamplesPerPacket) {
+    --begin;
+  }
+  sounds.erase(sounds.begin(), begin);
+  return sounds;
+}
+
+// Adds packets end to end, from the position at which it is told to begin.
+struct Track {
+  Clip& clip;
+  std::size_t stream;
+  std::int64_t rate;
+  std::int64_t end;       // of the clip, as a position
+  std::int64_t position;  // of the next packet
+
+  void Add(const Sound* sound) {
+    ClipPacket packet{.stream = stream, .key_frame = true};
+    const std::int64_t samples = std::min<std::int64_t>(kSamplesPerPacket, end - position);
+    packet.time_ns = TimeOf(position, rate);
+    packet.duration_ns = TimeOf(position + samples, rate) - packet.time_ns;
+    if (sound != nullptr) {
+      packet.segment = sound->segment;
+      packet.stored = &sound->segment->packets()[sound->number];
+    }
+    clip.packets.push_back(packet);
+    position += kSamplesPerPacket;
+  }
+
+  // Returns how many samples it added: whole packets, and none beyond `until`.
+  std::int64_t AddSilenceUntil(std::int64_t until) {
+    const std::int64_t begin = position;
+    while (until - position >= kSamplesPerPacket) Add(nullptr);
+    return position - begin;
+  }
+};
+
+}  // namespace
+
+std::span<const std::uint8_t> SilentPacket() {
+  // A pair of channels with a common window and no scale factor bands, each with a global gain and
+  // nothing else, and the end of the block.
+  static constexpr std::array<std::uint8_t, 6> kSilence = {0x21, 0x10, 0x04, 0x60, 0x8C, 0x1C};
+  return kSilence;
+}
+
+void AddSound(std::size_t track_number, Clip& clip) {
+  const std::int64_t rate = clip.streams->audio[track_number].sample_rate;
+  if (rate <= 0) return;
+  const std::int64_t end = SamplesOf(clip.duration_ns, rate);
+  const std::vector<Sound> sounds = Select(1 + track_number, clip, rate, end);
+  Track track{clip, 1 + track_number, rate, end, 0};
+  if (!sounds.empty()) {
+    // Sound that begins later has silence before it in whole packets, too.
+    const std::int64_t first = sounds.front().position;
+    const std::int64_t before = first > 0 ? (first + kSamplesPerPacket - 1) / kSamplesPerPacket : 0;
+    track.position = first - before * kSamplesPerPacket;
+    track.AddSilenceUntil(first);
+  }
+  std::int64_t dropped_ns = 0;
+  for (const Sound& sound : sounds) {
+    if (track.position - sound.position >= kSamplesPerPacket) continue;
+    const std::int64_t missing = track.AddSilenceUntil(sound.position);
+    // What was lost before the clip's first picture is not missing from the clip.
+    if (sound.position > 0) {
+      dropped_ns += std::max(sound.segment->DroppedBefore(sound.number), TimeOf(missing, rate));
+    }
+    track.Add(&sound);
+  }
+  while (track.position < end) track.Add(nullptr);
+  clip.audio_drop_ns = std::max(clip.audio_drop_ns, dropped_ns);
+}
+
+}  // namespace open_gsdk

@@ -1,0 +1,23 @@
+// The sound of a clip: which packets of a track go into it, and where they lie.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace open_gsdk {
+
+struct Clip;
+
+// Encoded silence: an AAC packet that every decoder of two channels makes kSamplesPerPacket samples
+// of silence of, at any sample rate.
+std::span<const std::uint8_t> SilentPacket();
+
+// Adds the sound of a track to `clip`, which has its start and duration, and counts what it lost.
+// The packets are laid end to end, so that no player has to make up for a gap: where there is a
+// packet's length or more without sound, packets of silence are put in, and a packet is left out
+// that lies a whole length or more before the end of those before it. So each packet is less than
+// its own length away from its true time; in a track that has no gap it is exactly there.
+void AddSound(std::size_t track, Clip& clip);
+
+}  // namespace open_gsdk

@@ -1,0 +1,275 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "open_gsdk/replay/clip.h"
+#include "open_gsdk/replay/clip_sound.h"
+#include "open_gsdk/replay/packet_ring.h"
+#include "tests/open_gsdk/packets.h"
+
+namespace open_gsdk {
+namespace {
+
+std::vector<ClipPacket> OfStream(const Clip& clip, std::size_t stream) {
+  std::vector<ClipPacket> packets;
+  std::copy_if(clip.packets.begin(), clip.packets.end(), std::back_inserter(packets),
+               [&](const ClipPacket& packet) { return packet.stream == stream; });
+  return packets;
+}
+
+std::vector<std::int64_t> DurationsMs(const std::vector<ClipPacket>& packets) {
+  std::vector<std::int64_t> durations;
+  for (const ClipPacket& packet : packets) durations.push_back(packet.duration_ns / kMs);
+  return durations;
+}
+
+std::size_t CountSilence(const std::vector<ClipPacket>& packets) {
+  return static_cast<std::size_t>(
+      std::count_if(packets.begin(), packets.end(),
+                    [](const ClipPacket& packet) { return packet.stored == nullptr; }));
+}
+
+// That the sound begins at or before the first picture, with the packet before that one in front,
+// has no gap and ends with the last picture.
+void ExpectWholeSound(const Clip& clip, std::size_t track, bool with_packet_before = true) {
+  const std::vector<ClipPacket> sound = OfStream(clip, 1 + track);
+  ASSERT_FALSE(sound.empty());
+  EXPECT_LE(sound.front().time_ns, with_packet_before ? -SoundNs(1) + 1 : 0);
+  EXPECT_GT(sound.front().time_ns, -2 * SoundNs(1));
+  for (std::size_t index = 0; index + 1 < sound.size(); ++index) {
+    ASSERT_NEAR(static_cast<double>(sound[index + 1].time_ns),
+                static_cast<double>(sound[index].time_ns + SoundNs(1)), 2);
+    ASSERT_NEAR(static_cast<double>(sound[index].duration_ns), static_cast<double>(SoundNs(1)), 2);
+  }
+  EXPECT_NEAR(static_cast<double>(sound.back().time_ns + sound.back().duration_ns),
+              static_cast<double>(clip.duration_ns), 10'500);  // half a sample
+}
+
+class ClipCut : public testing::Test {
+ protected:
+  ClipCut() { ring_.SetDuration(2000 * kMs); }
+
+  // A recording up to `end_ms`: pictures at ten a second, each tenth a key frame, and two tracks of
+  // sound that come `delay_ms` after the pictures of their time.
+  void Record(std::int64_t end_ms, std::int64_t delay_ms) {
+    std::int64_t sound = 0;
+    for (std::int64_t time_ms = 0; time_ms < end_ms; time_ms += 100) {
+      ring_.Push(TestPicture(streams_, time_ms, time_ms % 1000 == 0));
+      while (kSoundStartNs + SoundNs(sound + 1) <= (time_ms + 100 - delay_ms) * kMs) {
+        ring_.Push(TestSound(streams_, 0, sound, kSoundStartNs));
+        ring_.Push(TestSound(streams_, 1, sound, kSoundStartNs));
+        ++sound;
+      }
+    }
+  }
+
+  Clip Cut() { return CutClip(ring_.Content()); }
+
+  // Not on the grid of the pictures.
+  static constexpr std::int64_t kSoundStartNs = -33'333'333;
+  PacketRing ring_;
+  std::shared_ptr<StreamSet> streams_ = TestStreams();
+};
+
+TEST_F(ClipCut, SoundIsWholeHoweverLateItComes) {
+  for (const std::int64_t delay_ms : {-100, 0, 50, 150, 400}) {
+    SCOPED_TRACE(delay_ms);
+    for (const std::int64_t end_ms : {3000, 3300, 5900, 6000}) {
+      SCOPED_TRACE(end_ms);
+      ring_ = PacketRing();
+      ring_.SetDuration(2000 * kMs);
+      Record(end_ms, delay_ms);
+      const Clip clip = Cut();
+      ExpectWholeSound(clip, 0);
+      ExpectWholeSound(clip, 1);
+      EXPECT_EQ(CountSilence(clip.packets), 0u);
+      EXPECT_EQ(clip.start_ns % (1000 * kMs), 0);
+      EXPECT_GE(clip.duration_ns, 2000 * kMs);
+      EXPECT_LT(clip.duration_ns, 3000 * kMs);
+      EXPECT_EQ(clip.duration_ns % (100 * kMs), 0);
+      const std::int64_t clip_end_ms = (clip.start_ns + clip.duration_ns) / kMs;
+      EXPECT_LE(clip_end_ms, std::min(end_ms, end_ms - delay_ms));
+      EXPECT_GT(clip_end_ms, std::min(end_ms, end_ms - delay_ms) - 200);
+      EXPECT_EQ(
+          DurationsMs(OfStream(clip, 0)),
+          std::vector<std::int64_t>(static_cast<std::size_t>(clip.duration_ns / kMs / 100), 100));
+      EXPECT_EQ(clip.audio_drop_ns, 0);
+      EXPECT_EQ(clip.video_drop_ns, 0);
+    }
+  }
+}
+
+TEST_F(ClipCut, PacketsAreInTheOrderOfTheirTimes) {
+  Record(3000, 150);
+  const Clip clip = Cut();
+  EXPECT_TRUE(std::is_sorted(clip.packets.begin(), clip.packets.end(),
+                             [](const ClipPacket& left, const ClipPacket& right) {
+                               return left.time_ns < right.time_ns;
+                             }));
+  EXPECT_EQ(clip.last_timestamp_ns, clip.start_ns + clip.packets.back().time_ns);
+}
+
+TEST_F(ClipCut, APictureLastsUntilTheNext) {
+  streams_ = SilentTestStreams();
+  for (const std::int64_t time_ms : {0, 100, 400, 500, 1500}) {
+    ring_.Push(TestPicture(streams_, time_ms, time_ms == 0));
+  }
+  const Clip clip = Cut();
+  EXPECT_EQ(DurationsMs(clip.packets), (std::vector<std::int64_t>{100, 300, 100, 1000, 100}));
+  EXPECT_EQ(clip.duration_ns, 1600 * kMs);
+  EXPECT_EQ(clip.last_timestamp_ns, 1500 * kMs);
+}
+
+TEST_F(ClipCut, ALastPictureThatStandsStaysUntilTheSoundEnds) {
+  ring_.Push(TestPicture(streams_, 0, true));
+  ring_.Push(TestPicture(streams_, 1000, false));
+  for (int number = 0; SoundNs(number + 1) <= 1850 * kMs; ++number) {
+    ring_.Push(TestSound(streams_, 0, number));
+    ring_.Push(TestSound(streams_, 1, number));
+  }
+  const Clip clip = Cut();
+  EXPECT_EQ(DurationsMs(OfStream(clip, 0)), (std::vector<std::int64_t>{1000, 800}));
+  EXPECT_EQ(clip.duration_ns, 1800 * kMs);
+  ExpectWholeSound(clip, 0, false);
+}
+
+TEST_F(ClipCut, ALastPictureDoesNotStandForPicturesThatStoppedComing) {
+  ring_.Push(TestPicture(streams_, 0, true));
+  for (int number = 0; SoundNs(number) < 10'000 * kMs; ++number) {
+    ring_.Push(TestSound(streams_, 0, number));
+    ring_.Push(TestSound(streams_, 1, number));
+  }
+  EXPECT_EQ(Cut().duration_ns, 1500 * kMs);
+}
+
+TEST_F(ClipCut, ATrackWithoutSoundIsSilentAndDoesNotShortenTheClip) {
+  for (int picture = 0; picture < 20; ++picture) {
+    ring_.Push(TestPicture(streams_, picture * 100, picture % 10 == 0));
+  }
+  for (int number = 0; SoundNs(number) < 2000 * kMs; ++number) {
+    ring_.Push(TestSound(streams_, 0, number));
+  }
+  const Clip clip = Cut();
+  EXPECT_EQ(clip.duration_ns, 2000 * kMs);
+  const std::vector<ClipPacket> silent = OfStream(clip, 2);
+  EXPECT_EQ(silent.size(), 94u);
+  EXPECT_EQ(CountSilence(silent), silent.size());
+  ExpectWholeSound(clip, 1, false);
+  std::vector<std::uint8_t> scratch;
+  EXPECT_EQ(silent.front().Bytes(scratch).data(), SilentPacket().data());
+  EXPECT_EQ(clip.audio_drop_ns, 0);
+}
+
+TEST_F(ClipCut, AGapInTheSoundIsFilledAndCountedInsteadOfStretchingAPacket) {
+  for (int picture = 0; picture < 20; ++picture) {
+    ring_.Push(TestPicture(streams_, picture * 100, picture % 10 == 0));
+  }
+  for (int number = 0; SoundNs(number) < 2000 * kMs; ++number) {
+    ring_.Push(TestSound(streams_, 1, number));
+    if (number < 20 || number >= 30) ring_.Push(TestSound(streams_, 0, number));
+  }
+  const Clip clip = Cut();
+  ExpectWholeSound(clip, 0, false);
+  const std::vector<ClipPacket> sound = OfStream(clip, 1);
+  for (std::size_t index = 0; index < sound.size(); ++index) {
+    EXPECT_EQ(sound[index].stored == nullptr, index >= 20 && index < 30) << index;
+  }
+  EXPECT_EQ(clip.audio_drop_ns, SoundNs(10));
+}
+
+TEST_F(ClipCut, AGapThatTheRecordingCountedIsNotCountedTwice) {
+  streams_->audio.pop_back();
+  for (int picture = 0; picture < 20; ++picture) {
+    ring_.Push(TestPicture(streams_, picture * 100, picture % 10 == 0));
+  }
+  for (int number = 0; SoundNs(number) < 2000 * kMs; ++number) {
+    EncodedPacket packet = TestSound(streams_, 0, number);
+    if (number == 30) packet.dropped_ns = 222 * kMs;
+    if (number < 20 || number >= 30) ring_.Push(packet);
+  }
+  EXPECT_EQ(Cut().audio_drop_ns, 222 * kMs);
+}
+
+TEST_F(ClipCut, SoundThatOverlapsIsLeftOutInsteadOfMovingWhatFollows) {
+  streams_->audio.pop_back();
+  for (int picture = 0; picture < 10; ++picture) {
+    ring_.Push(TestPicture(streams_, picture * 100, picture == 0));
+  }
+  for (int number = 0; SoundNs(number) < 1000 * kMs; ++number) {
+    ring_.Push(TestSound(streams_, 0, number));
+    if (number == 20) {
+      for (int again = 18; again < 21; ++again) ring_.Push(TestSound(streams_, 0, again));
+    }
+  }
+  const Clip clip = Cut();
+  ExpectWholeSound(clip, 0, false);
+  EXPECT_EQ(OfStream(clip, 1).size(), 47u);
+}
+
+TEST_F(ClipCut, SoundThatBeginsLaterKeepsItsPlaceBehindSilence) {
+  streams_->audio.pop_back();
+  for (int picture = 0; picture < 10; ++picture) {
+    ring_.Push(TestPicture(streams_, picture * 100, picture == 0));
+  }
+  for (int number = 0; SoundNs(number) < 950 * kMs; ++number) {
+    ring_.Push(TestSound(streams_, 0, number, 50 * kMs));
+  }
+  const Clip clip = Cut();
+  ExpectWholeSound(clip, 0, false);
+  const std::vector<ClipPacket> sound = OfStream(clip, 1);
+  EXPECT_EQ(CountSilence(sound), 3u);
+  EXPECT_EQ(sound[3].time_ns, 50 * kMs);
+  EXPECT_NE(sound[3].stored, nullptr);
+  EXPECT_EQ(clip.audio_drop_ns, 0);
+}
+
+TEST_F(ClipCut, CountsWhatWasDroppedAfterItsFirstPicture) {
+  ring_.SetDuration(900 * kMs);
+  const auto push = [&](EncodedPacket packet, std::int64_t dropped_ms) {
+    packet.dropped_ns = dropped_ms * kMs;
+    ring_.Push(packet);
+  };
+  push(TestPicture(streams_, 0, true), 7000);
+  push(TestPicture(streams_, 1000, true), 7000);
+  for (int number = 0; SoundNs(number) < 2100 * kMs; ++number) {
+    const bool before = SoundNs(number) < 1000 * kMs;
+    push(TestSound(streams_, 0, number), number == 60 ? 390 : before ? 5000 : 0);
+    push(TestSound(streams_, 1, number), number == 60 ? 380 : 0);
+  }
+  push(TestPicture(streams_, 1500, false), 400);
+  push(TestPicture(streams_, 1900, false), 200);
+  const Clip clip = Cut();
+  EXPECT_EQ(clip.start_ns, 1000 * kMs);
+  EXPECT_EQ(clip.video_drop_ns, 600 * kMs);
+  EXPECT_EQ(clip.audio_drop_ns, 390 * kMs);
+}
+
+TEST_F(ClipCut, AFrameRateThatNanosecondsCannotHoldStaysExact) {
+  streams_ = SilentTestStreams();
+  streams_->video.frame_rate = 60;
+  for (std::int64_t picture = 0; picture < 600; ++picture) {
+    EncodedPacket packet = TestPicture(streams_, 0, picture % 60 == 0);
+    packet.time_ns = 12'345 + picture * 1'000'000'000 / 60;
+    packet.duration_ns = 1'000'000'000 / 60;
+    ring_.Push(packet);
+  }
+  const Clip clip = Cut();
+  EXPECT_EQ(clip.packets.size(), 120u);
+  EXPECT_NEAR(static_cast<double>(clip.duration_ns), 2e9, 2);
+}
+
+TEST_F(ClipCut, StreamsWithoutARateAreNoneOfItsConcern) {
+  streams_->audio[0].sample_rate = 0;
+  streams_->video.frame_rate = 0;
+  ring_.Push(TestPicture(streams_, 0, true));
+  ring_.Push(TestSound(streams_, 0, 0));
+  EXPECT_EQ(OfStream(Cut(), 0).size(), 1u);
+  EXPECT_TRUE(OfStream(Cut(), 1).empty());
+}
+
+}  // namespace
+}  // namespace open_gsdk
