@@ -31,13 +31,14 @@ std::string AskWmic(const std::wstring& what) {
     void operator()(FILE* pipe) const noexcept { _pclose(pipe); }
   };
   const std::unique_ptr<FILE, PipeCloser> pipe(_wpopen((L"wmic " + what).c_str(), L"rb"));
-  std::wstring output(4096, L'\0');
-  output.resize(std::fread(output.data(), sizeof(wchar_t), output.size(), pipe.get()));
+  // Into a pipe it writes bytes of the system's code page; these values have ASCII alone.
+  std::string output(4096, '\0');
+  output.resize(std::fread(output.data(), 1, output.size(), pipe.get()));
   // A heading, then the value, both padded with spaces.
-  const std::size_t start = output.find(L'\n') + 1;
-  std::wstring value = output.substr(start, output.find(L'\r', start) - start);
-  value.erase(value.find_last_not_of(L' ') + 1);
-  return platform::Utf8FromWide(value);
+  const std::size_t start = output.find('\n') + 1;
+  std::string value = output.substr(start, output.find('\r', start) - start);
+  value.erase(value.find_last_not_of(' ') + 1);
+  return value;
 }
 
 std::optional<std::string> Tag(const MachineProfile& profile, const std::string& name) {

@@ -1,6 +1,7 @@
 // On two monitors side by side. The watched windows are the test's own, and the test reports their
 // moves itself with NotifyWinEvent, which reaches the hook before a later message does: once a
-// tracker is destroyed, it has seen every event that was reported before.
+// tracker is destroyed, it has seen every event that was reported before. The system reports moves
+// as well, but not those of a window that moves with its parent.
 #include "recording/monitor_tracker.h"
 
 #include <gtest/gtest.h>
@@ -84,7 +85,7 @@ class MonitorTrackerTest : public testing::Test {
     return std::make_unique<MonitorTracker>(platform::WindowNumber(window), crossings.Callback());
   }
 
-  // Moves the window to (x, y) of the monitor without a word.
+  // Moves the window to (x, y) of the monitor.
   void Place(HWND window, std::size_t monitor, int x = 10, int y = 10) {
     const RECT& area = monitors_[monitor].area;
     SetWindowPos(window, nullptr, area.left + x, area.top + y, 0, 0,
@@ -113,6 +114,12 @@ class MonitorTrackerTest : public testing::Test {
   void CrossFirst(HWND window, const Crossings& crossings) {
     Place(window, 1);
     ReportUntil(window, [&] { return !crossings.monitors().empty(); });
+  }
+
+  // The same for a child of window_, which moves with it.
+  void CrossWithParent(HWND child, const Crossings& crossings) {
+    Place(window_.get(), 1);
+    ReportUntil(child, [&] { return !crossings.monitors().empty(); });
   }
 
   [[nodiscard]] void* Handle(std::size_t monitor) const { return monitors_[monitor].handle; }
@@ -203,15 +210,16 @@ TEST_F(MonitorTrackerTest, TakesTheNearestMonitorForAWindowOutsideOfAll) {
 
 TEST_F(MonitorTrackerTest, IgnoresOtherObjectsChildrenAndEvents) {
   Crossings crossings;
-  auto tracker = Track(window_.get(), crossings);
-  CrossFirst(window_.get(), crossings);
+  const OwnedWindow tracked = MakeWindow(window_.get());
+  auto tracker = Track(tracked.get(), crossings);
+  CrossWithParent(tracked.get(), crossings);
   Place(window_.get(), 0);
   for (const LONG object : {OBJID_CLIENT, OBJID_CARET, OBJID_CURSOR, LONG{1}}) {
-    Report(window_.get(), object);
+    Report(tracked.get(), object);
   }
-  Report(window_.get(), OBJID_WINDOW, 1);
-  Report(window_.get(), OBJID_WINDOW, CHILDID_SELF, EVENT_OBJECT_SHOW);
-  Report(window_.get(), OBJID_WINDOW, CHILDID_SELF, EVENT_OBJECT_NAMECHANGE);
+  Report(tracked.get(), OBJID_WINDOW, 1);
+  Report(tracked.get(), OBJID_WINDOW, CHILDID_SELF, EVENT_OBJECT_SHOW);
+  Report(tracked.get(), OBJID_WINDOW, CHILDID_SELF, EVENT_OBJECT_NAMECHANGE);
 
   tracker = nullptr;
 
@@ -220,11 +228,13 @@ TEST_F(MonitorTrackerTest, IgnoresOtherObjectsChildrenAndEvents) {
 
 TEST_F(MonitorTrackerTest, IgnoresOtherWindowsOfTheThread) {
   Crossings crossings;
-  const OwnedWindow child = MakeWindow(window_.get());
+  const OwnedWindow tracked = MakeWindow(window_.get());
+  const OwnedWindow child = MakeWindow(tracked.get());
   const OwnedWindow other = MakeWindow();
-  auto tracker = Track(window_.get(), crossings);
-  CrossFirst(window_.get(), crossings);
+  auto tracker = Track(tracked.get(), crossings);
+  CrossWithParent(tracked.get(), crossings);
   Place(window_.get(), 0);
+  Report(window_.get());
   Report(child.get());
   Report(other.get());
 

@@ -14,8 +14,18 @@ platform::OwnedHandle OwnToken() {
   return platform::OwnedHandle(token);
 }
 
-// The limited twin of the test's own token; null when it has none.
-platform::OwnedHandle LimitedToken() {
+// The test's own rights may be the full or the limited ones.
+bool OwnTokenIsElevated() {
+  TOKEN_ELEVATION elevation{};
+  DWORD size = 0;
+  EXPECT_TRUE(
+      GetTokenInformation(OwnToken().get(), TokenElevation, &elevation, sizeof(elevation), &size));
+  return elevation.TokenIsElevated != 0;
+}
+
+// The twin of the test's own token, with the limited rights if the own ones are full, and with the
+// full ones if they are limited; null when it has none.
+platform::OwnedHandle OtherHalf() {
   TOKEN_LINKED_TOKEN linked{};
   DWORD size = 0;
   if (!GetTokenInformation(OwnToken().get(), TokenLinkedToken, &linked, sizeof(linked), &size)) {
@@ -51,17 +61,17 @@ class SleepingProcess {
   platform::OwnedHandle thread_;
 };
 
-TEST(QueryProcessElevation, OfAnAdministratorWithASplitTokenIsFull) {
-  if (!LimitedToken()) GTEST_SKIP() << "the test's own token is not split";
-  EXPECT_EQ(QueryProcessElevation(GetCurrentProcess()), "full");
+TEST(QueryProcessElevation, OfAProcessWithASplitTokenIsThatOfItsHalf) {
+  if (!OtherHalf()) GTEST_SKIP() << "the test's own token is not split";
+  EXPECT_EQ(QueryProcessElevation(GetCurrentProcess()), OwnTokenIsElevated() ? "full" : "limited");
 }
 
-TEST(QueryProcessElevation, OfAProcessWithTheOtherHalfIsLimited) {
-  const platform::OwnedHandle limited = LimitedToken();
-  if (!limited) GTEST_SKIP() << "the test's own token is not split";
-  const SleepingProcess process(limited.get());
+TEST(QueryProcessElevation, OfAProcessWithTheOtherHalfIsTheOpposite) {
+  const platform::OwnedHandle other_half = OtherHalf();
+  if (!other_half) GTEST_SKIP() << "the test's own token is not split";
+  const SleepingProcess process(other_half.get());
   ASSERT_NE(process.handle(), nullptr) << "error " << GetLastError();
-  EXPECT_EQ(QueryProcessElevation(process.handle()), "limited");
+  EXPECT_EQ(QueryProcessElevation(process.handle()), OwnTokenIsElevated() ? "limited" : "full");
 }
 
 TEST(QueryProcessElevation, IsUnknownWithoutAProcess) {
