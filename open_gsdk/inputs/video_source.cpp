@@ -78,6 +78,16 @@ Size SizeOf(const RECT& rectangle) {
           static_cast<int>(rectangle.bottom - rectangle.top)};
 }
 
+// What the frame of a window of this kind adds to its client area. A window that draws its frame
+// itself may have another one.
+Size FrameSize(HWND window) {
+  const auto style = static_cast<DWORD>(GetWindowLongPtrW(window, GWL_STYLE)) & ~DWORD{WS_MINIMIZE};
+  const auto more_style = static_cast<DWORD>(GetWindowLongPtrW(window, GWL_EXSTYLE));
+  const BOOL has_menu = (style & WS_CHILD) == 0 && GetMenu(window) != nullptr ? TRUE : FALSE;
+  RECT nothing{};
+  return AdjustWindowRectEx(&nothing, style, has_menu, more_style) ? SizeOf(nothing) : Size{};
+}
+
 }  // namespace
 
 InputType InputTypeFromName(const std::string& name) {
@@ -125,7 +135,11 @@ Size SourceSize(const VideoSource& source) {
     }
     WINDOWPLACEMENT placement{};
     placement.length = sizeof(placement);
-    if (GetWindowPlacement(source.window, &placement)) return SizeOf(placement.rcNormalPosition);
+    if (GetWindowPlacement(source.window, &placement)) {
+      const Size outer = SizeOf(placement.rcNormalPosition);
+      const Size frame = FrameSize(source.window);
+      return {outer.width - frame.width, outer.height - frame.height};
+    }
   }
   throw Failure(ErrorCode::kInputGone, DescribeSource(source) + " is gone");
 }

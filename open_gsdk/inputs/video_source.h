@@ -29,7 +29,7 @@ InputType InputTypeFromName(const std::string& name);
 VideoSource ReadVideoSource(InputType type, const std::string& settings);
 
 // The size to record the source at: the monitor's, or the window's client area (of a minimised
-// window, its size when restored). Throws Failure with kInputGone.
+// window, as large as its frame lets one expect it when restored). Throws Failure with kInputGone.
 Size SourceSize(const VideoSource& source);
 
 // For the log.

@@ -169,16 +169,22 @@ TEST(Recording, ScalesDownToTheLimitsAndKeepsItsSizeWhenTheWindowChanges) {
   EXPECT_TRUE(client.Errors().empty());
 }
 
-TEST(Recording, OfAMinimisedWindowStartsWithTheRestoredSize) {
-  TestWindow window(L"minimised", 320, 200, kRed);
-  RECT outer{};
-  GetWindowRect(window.handle(), &outer);
-  window.Minimise();
-  Client client;
-  client.RecordWindow(window.number());
-  client.WaitForFrames(3);
-  EXPECT_EQ(client.VideoPackets().front()->streams->video.width,
-            (outer.right - outer.left) / 2 * 2);
+TEST(Recording, OfAMinimisedWindowStartsWithTheSizeOfItsClientArea) {
+  for (const DWORD style : {DWORD{WS_POPUP}, DWORD{WS_OVERLAPPEDWINDOW}}) {
+    TestWindow window(L"minimised", 320, 200, kRed, style);
+    window.Minimise();
+    Client client;
+    client.RecordWindow(window.number());
+    client.WaitForFrames(1);
+    window.Restore();
+    window.Animate();
+    client.WaitForFrames(10);
+    client.Destroy();
+    const std::vector<SharedPacket> video = client.VideoPackets();
+    EXPECT_EQ(video.front()->streams->video.width, 320);
+    EXPECT_EQ(video.front()->streams->video.height, 200);
+    EXPECT_EQ(video.back()->streams, video.front()->streams);
+  }
 }
 
 TEST(Recording, AWindowThatClosesIsConnectionError8Once) {

@@ -9,9 +9,6 @@ namespace open_gsdk {
 namespace {
 
 constexpr wchar_t kClassName[] = L"open_gsdk_test";
-// While such a window is not the active one, Wine does not wait for a window manager, of which the
-// tests have none, when it goes.
-constexpr DWORD kStyle = WS_POPUP;
 constexpr UINT kFill = WM_APP;
 
 void DrawCorner(HWND window) {
@@ -54,19 +51,19 @@ LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM secon
   }
 }
 
-SIZE OuterSize(int client_width, int client_height) {
+SIZE OuterSize(int client_width, int client_height, DWORD style) {
   RECT area = {0, 0, client_width, client_height};
-  AdjustWindowRect(&area, kStyle, FALSE);
+  AdjustWindowRect(&area, style, FALSE);
   return {area.right - area.left, area.bottom - area.top};
 }
 
-HWND OpenWindow(const wchar_t* title, SIZE size) {
+HWND OpenWindow(const wchar_t* title, SIZE size, DWORD style) {
   WNDCLASSW window_class{};
   window_class.lpfnWndProc = OnMessage;
   window_class.hInstance = GetModuleHandleW(nullptr);
   window_class.lpszClassName = kClassName;
   RegisterClassW(&window_class);
-  const HWND window = CreateWindowExW(0, kClassName, title, kStyle, 0, 0, size.cx, size.cy, nullptr,
+  const HWND window = CreateWindowExW(0, kClassName, title, style, 0, 0, size.cx, size.cy, nullptr,
                                       nullptr, window_class.hInstance, nullptr);
   ShowWindow(window, SW_SHOWNOACTIVATE);
   return window;
@@ -74,10 +71,12 @@ HWND OpenWindow(const wchar_t* title, SIZE size) {
 
 }  // namespace
 
-TestWindow::TestWindow(const wchar_t* title, int client_width, int client_height, COLORREF colour) {
+TestWindow::TestWindow(const wchar_t* title, int client_width, int client_height, COLORREF colour,
+                       DWORD style)
+    : style_(style) {
   std::promise<HWND> opened;
   thread_ = std::thread([&] {
-    opened.set_value(OpenWindow(title, OuterSize(client_width, client_height)));
+    opened.set_value(OpenWindow(title, OuterSize(client_width, client_height, style), style));
     MSG message{};
     while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
   });
@@ -92,7 +91,7 @@ unsigned TestWindow::number() const { return platform::WindowNumber(handle_); }
 void TestWindow::Fill(COLORREF colour) const { SendMessageW(handle_, kFill, colour, 0); }
 
 void TestWindow::ResizeClient(int width, int height) {
-  const SIZE size = OuterSize(width, height);
+  const SIZE size = OuterSize(width, height, style_);
   SetWindowPos(handle_, nullptr, 0, 0, size.cx, size.cy,
                SWP_NOZORDER | SWP_NOMOVE | SWP_NOACTIVATE);
   RedrawWindow(handle_, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);

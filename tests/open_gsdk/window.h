@@ -7,11 +7,13 @@
 
 namespace open_gsdk {
 
-// A window without a frame at the desktop's top left corner, its client area filled with one
-// colour.
+// A window at the desktop's top left corner, its client area filled with one colour. Without a
+// frame unless its style has one: as long as such a window is not the active one, Wine does not
+// wait for a window manager, of which the tests have none, when it goes.
 class TestWindow {
  public:
-  TestWindow(const wchar_t* title, int client_width, int client_height, COLORREF colour);
+  TestWindow(const wchar_t* title, int client_width, int client_height, COLORREF colour,
+             DWORD style = WS_POPUP);
   // Closes the window.
   ~TestWindow();
   TestWindow(const TestWindow&) = delete;
@@ -31,6 +33,7 @@ class TestWindow {
   void Close();
 
  private:
+  const DWORD style_;
   HWND handle_ = nullptr;
   std::thread thread_;
 };
