@@ -2,76 +2,76 @@
 
 #include <windows.h>
 
-#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <span>
-#include <utility>
 
 #include "open_gsdk/replay/clip_muxer.h"
+#include "open_gsdk/replay/clip_path.h"
+#include "open_gsdk/replay/temporary_file.h"
 #include "open_gsdk/support/library_log.h"
-#include "platform/owned_handle.h"
+#include "platform/deadline.h"
 #include "platform/text_encoding.h"
 
 namespace open_gsdk {
 namespace {
 
-// Exists until it is renamed, or else until this object goes.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(std::wstring path)
-      : path_(std::move(path)),
-        file_(platform::OwnFile(CreateFileW(path_.c_str(), GENERIC_WRITE | DELETE, 0, nullptr,
-                                            CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr))),
-        exists_(file_ != nullptr) {}
-  ~TemporaryFile() {
-    file_.reset();
-    if (exists_) DeleteFileW(path_.c_str());
+// Scanners and players that look at a new file are done by then.
+constexpr std::chrono::seconds kPatience{3};
+constexpr std::chrono::milliseconds kBetweenAttempts{50};
+
+std::string Quoted(const std::wstring& path) {
+  return std::string("\"").append(platform::Utf8FromWide(PathForPeople(path))).append("\"");
+}
+
+// Whether the file at `path` can never be replaced, however long one waits.
+bool IsFolderOrReadOnly(const std::wstring& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES &&
+         (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0;
+}
+
+bool IsInUse(DWORD error) {
+  return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION ||
+         error == ERROR_LOCK_VIOLATION || error == ERROR_USER_MAPPED_FILE;
+}
+
+// Returns 0 or the error of the last attempt.
+DWORD RenameOnceItIsFree(TemporaryFile& file, const std::wstring& target) {
+  if (IsFolderOrReadOnly(target)) return ERROR_ACCESS_DENIED;
+  const platform::SteadyTime last =
+      platform::DeadlineAfter(std::chrono::steady_clock::now(), kPatience);
+  for (;;) {
+    const DWORD error = file.RenameTo(target, true);
+    const platform::SteadyTime now = std::chrono::steady_clock::now();
+    if (!IsInUse(error) || now >= last) return error;
+    platform::SleepUntil(platform::DeadlineAfter(now, kBetweenAttempts));
   }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
+}
 
-  [[nodiscard]] bool exists() const { return exists_; }
-
-  bool WriteAt(std::int64_t position, std::span<const std::uint8_t> bytes) {
-    OVERLAPPED where{};
-    where.Offset = static_cast<DWORD>(position & 0xFFFFFFFF);
-    where.OffsetHigh = static_cast<DWORD>(position >> 32);
-    DWORD written = 0;
-    return WriteFile(file_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
-                     &where) != FALSE &&
-           written == bytes.size();
-  }
-
-  // Returns once the content is on the disk.
-  bool Flush() { return FlushFileBuffers(file_.get()) != FALSE; }
-
-  bool RenameTo(const std::wstring& target) {
-    file_.reset();
-    if (!MoveFileExW(path_.c_str(), target.c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-      return false;
+// Keeps the clip beside the place that it cannot have: under a free name, or else under its
+// temporary one.
+void SaveBeside(TemporaryFile& file, const ClipPath& target, DWORD error) {
+  constexpr int kLastNumber = 9999;
+  file.Keep();
+  for (int number = 2; number <= kLastNumber; ++number) {
+    if (file.RenameTo(target.folder + NumberedName(target.name, number), false) !=
+        ERROR_ALREADY_EXISTS) {
+      break;
     }
-    exists_ = false;
-    return true;
   }
-
- private:
-  std::wstring path_;
-  platform::OwnedHandle file_;
-  bool exists_;
-};
-
-std::wstring TemporaryName(const std::wstring& target) {
-  static std::atomic<unsigned> count{0};
-  return target + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count) +
-         L".tmp";
+  Log(LogLevel::kWarning, Quoted(target.Whole()) + " cannot be replaced (error " +
+                              std::to_string(error) + "); the clip was saved as " +
+                              Quoted(file.path()));
 }
 
 DumpStatus Write(const Clip& clip, const std::string& path) {
-  const std::wstring target = platform::WideFromUtf8(path);
-  if (target.empty()) return DumpStatus::kCannotOpen;
-  TemporaryFile file(TemporaryName(target));
+  const std::optional<ClipPath> target = ParseClipPath(path);
+  if (!target) return DumpStatus::kCannotOpen;
+  RemoveAbandonedFiles(target->folder);
+  TemporaryFile file(target->folder);
   if (!file.exists()) return DumpStatus::kCannotOpen;
   const DumpStatus status =
       WriteMp4(clip, [&](std::int64_t position, std::span<const std::uint8_t> bytes) {
@@ -79,13 +79,20 @@ DumpStatus Write(const Clip& clip, const std::string& path) {
       });
   if (status != DumpStatus::kSuccess) return status;
   if (!file.Flush()) return DumpStatus::kCannotWrite;
-  return file.RenameTo(target) ? DumpStatus::kSuccess : DumpStatus::kCannotRename;
+  const DWORD error = RenameOnceItIsFree(file, target->Whole());
+  if (error == ERROR_SUCCESS) return DumpStatus::kSuccess;
+  SaveBeside(file, *target, error);
+  return DumpStatus::kCannotRename;
 }
 
 }  // namespace
 
 DumpStatus WriteClipFile(const Clip& clip, const std::string& path) noexcept {
   try {
+    if (clip.memory_limited) {
+      Log(LogLevel::kWarning,
+          "the clip is shorter than wanted, since the buffer has reached its limit in bytes");
+    }
     return Write(clip, path);
   } catch (const std::exception& error) {
     Log(LogLevel::kError, std::string("writing a clip failed: ") + error.what());

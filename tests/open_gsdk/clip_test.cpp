@@ -19,7 +19,6 @@
 #include "open_gsdk/replay/clip_file.h"
 #include "open_gsdk/replay/clip_muxer.h"
 #include "open_gsdk/replay/packet_ring.h"
-#include "platform/owned_handle.h"
 #include "platform/text_encoding.h"
 #include "tests/open_gsdk/client.h"
 #include "tests/open_gsdk/mp4_boxes.h"
@@ -33,10 +32,6 @@ std::string Read(const std::string& utf8) {
   std::ostringstream content;
   content << file.rdbuf();
   return content.str();
-}
-
-void Write(const std::string& utf8, const std::string& content) {
-  std::ofstream(std::filesystem::path(platform::WideFromUtf8(utf8))) << content;
 }
 
 // Real packets of a short recording.
@@ -92,14 +87,6 @@ TEST_F(ClipTest, DumpWritesAnMp4AndGivesItsFigures) {
   EXPECT_EQ(path.FilesLikeIt(), 1u);
 }
 
-TEST_F(ClipTest, DumpReplacesTheFileThatWasThere) {
-  const TemporaryPath path("old.mp4");
-  Write(path.utf8(), "old");
-  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), path.utf8().c_str()).status, 0);
-  EXPECT_EQ(Read(path.utf8()).substr(4, 4), "ftyp");
-  EXPECT_EQ(path.FilesLikeIt(), 1u);
-}
-
 TEST_F(ClipTest, DumpToAFolderThatDoesNotExistCannotOpen) {
   const TemporaryPath folder("missing");
   EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), (folder.utf8() + "\\a.mp4").c_str()).status, 3);
@@ -109,25 +96,6 @@ TEST_F(ClipTest, DumpToAFolderThatDoesNotExistCannotOpen) {
 TEST_F(ClipTest, DumpWithoutAPathCannotOpen) {
   EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), nullptr).status, 3);
   EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), "").status, 3);
-}
-
-TEST_F(ClipTest, DumpOntoAFolderCannotRenameAndLeavesNothing) {
-  const TemporaryPath folder("folder.mp4");
-  std::filesystem::create_directory(std::filesystem::path(platform::WideFromUtf8(folder.utf8())));
-  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), folder.utf8().c_str()).status, 7);
-  EXPECT_EQ(folder.FilesLikeIt(), 1u);
-}
-
-TEST_F(ClipTest, DumpOntoAFileThatIsInUseCannotRenameAndLeavesItAsItWas) {
-  const TemporaryPath path("in use.mp4");
-  Write(path.utf8(), "old");
-  const std::wstring wide = platform::WideFromUtf8(path.utf8());
-  const platform::OwnedHandle user = platform::OwnFile(
-      CreateFileW(wide.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-  ASSERT_NE(user, nullptr);
-  EXPECT_EQ(gsdk_recorder_dump(client_->recorder(), path.utf8().c_str()).status, 7);
-  EXPECT_EQ(Read(path.utf8()), "old");
-  EXPECT_EQ(path.FilesLikeIt(), 1u);
 }
 
 TEST_F(ClipTest, AVideoStreamThatCannotBeDescribedIsStatus5) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,24 @@ inline std::shared_ptr<StreamSet> TestStreams() {
 inline std::shared_ptr<StreamSet> SilentTestStreams() {
   auto streams = TestStreams();
   streams->audio.clear();
+  return streams;
+}
+
+// Streams that the muxer takes, since they are described the way encoders do it.
+inline std::shared_ptr<StreamSet> DescribedStreams(int width, int height, int frame_rate,
+                                                   std::size_t tracks) {
+  auto streams = std::make_shared<StreamSet>();
+  // A sequence and a picture parameter set of the baseline profile.
+  streams->video = {
+      width,
+      height,
+      frame_rate,
+      {0, 0, 0, 1, 0x67, 66, 0xC0, 31, 0xDA, 0x01, 0x40, 0, 0, 0, 1, 0x68, 0xCE, 0x3C, 0x80}};
+  const std::vector<std::uint8_t> low_complexity_48_khz_stereo = {0x11, 0x90};
+  for (std::size_t track = 0; track < tracks; ++track) {
+    streams->audio.push_back(
+        {"Track " + std::to_string(track + 1), 48'000, 2, 128'000, low_complexity_48_khz_stereo});
+  }
   return streams;
 }
 
