@@ -1,4 +1,4 @@
-// What goes into a clip, and its figures.
+// What a clip is made of, and its figures.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "open_gsdk/replay/encoded_packet.h"
-#include "open_gsdk/replay/packet_ring.h"
 #include "open_gsdk/replay/packet_segment.h"
 
 namespace open_gsdk {
@@ -24,6 +23,10 @@ enum class DumpStatus : std::int32_t {
   kCannotWrite = 6,
   kCannotRename = 7,
 };
+
+// Encoded silence: an AAC packet that every decoder of two channels makes kSamplesPerPacket samples
+// of silence of, at any sample rate.
+std::span<const std::uint8_t> SilentPacket();
 
 struct ClipPacket {
   std::size_t stream = 0;
@@ -52,11 +55,5 @@ struct Clip {
   std::int64_t video_drop_ns = 0;
   bool memory_limited = false;  // shorter than wanted, since the ring may not have more memory
 };
-
-// The clip begins with the latest key frame from which the wanted duration can be played, or else
-// with the first one. It ends where the sound does, with a whole picture: sound arrives later than
-// the pictures of its time. A last picture that stands longer (a source that has nothing new gives
-// one a second) stands until the sound ends. Throws std::bad_alloc.
-Clip CutClip(const RingContent& content);
 
 }  // namespace open_gsdk

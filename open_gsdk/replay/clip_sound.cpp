@@ -1,12 +1,9 @@
 #include "open_gsdk/replay/clip_sound.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <iterator>
 #include <vector>
-
-#include "open_gsdk/replay/clip.h"
 
 namespace open_gsdk {
 namespace {
@@ -86,13 +83,6 @@ struct Track {
 };
 
 }  // namespace
-
-std::span<const std::uint8_t> SilentPacket() {
-  // A pair of channels with a common window and no scale factor bands, each with a global gain and
-  // nothing else, and the end of the block.
-  static constexpr std::array<std::uint8_t, 6> kSilence = {0x21, 0x10, 0x04, 0x60, 0x8C, 0x1C};
-  return kSilence;
-}
 
 void AddSound(std::size_t track_number, Clip& clip) {
   const std::int64_t rate = clip.streams->audio[track_number].sample_rate;

@@ -2,16 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <span>
+
+#include "open_gsdk/replay/clip.h"
 
 namespace open_gsdk {
-
-struct Clip;
-
-// Encoded silence: an AAC packet that every decoder of two channels makes kSamplesPerPacket samples
-// of silence of, at any sample rate.
-std::span<const std::uint8_t> SilentPacket();
 
 // Adds the sound of a track to `clip`, which has its start and duration, and counts what it lost.
 // The packets are laid end to end, so that no player has to make up for a gap: where there is a

@@ -1,5 +1,7 @@
 #include "open_gsdk/replay/recorder.h"
 
+#include "open_gsdk/replay/clip_cut.h"
+
 namespace open_gsdk {
 
 void Recorder::SetDuration(std::uint32_t milliseconds) {

@@ -6,8 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "open_gsdk/replay/clip.h"
-#include "open_gsdk/replay/clip_sound.h"
+#include "open_gsdk/replay/clip_cut.h"
 #include "open_gsdk/replay/packet_ring.h"
 #include "tests/open_gsdk/packets.h"
 

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "open_gsdk/replay/clip_cut.h"
 #include "open_gsdk/replay/clip_path.h"
 #include "open_gsdk/replay/packet_ring.h"
 #include "open_gsdk/support/library_log.h"

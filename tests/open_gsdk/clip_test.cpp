@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "gsdk/gsdk_api.h"
+#include "open_gsdk/replay/clip_cut.h"
 #include "open_gsdk/replay/clip_file.h"
 #include "open_gsdk/replay/clip_muxer.h"
 #include "open_gsdk/replay/packet_ring.h"

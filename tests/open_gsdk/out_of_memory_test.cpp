@@ -10,7 +10,7 @@
 #include <new>
 #include <vector>
 
-#include "open_gsdk/replay/clip.h"
+#include "open_gsdk/replay/clip_cut.h"
 #include "open_gsdk/replay/packet_ring.h"
 #include "tests/open_gsdk/packets.h"
 

@@ -9,7 +9,7 @@
 #include <numeric>
 #include <vector>
 
-#include "open_gsdk/replay/clip.h"
+#include "open_gsdk/replay/clip_cut.h"
 #include "open_gsdk/replay/packet_segment.h"
 #include "tests/open_gsdk/packets.h"
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "gsdk/gsdk_api.h"
-#include "open_gsdk/replay/clip.h"
+#include "open_gsdk/replay/clip_cut.h"
 #include "open_gsdk/replay/packet_ring.h"
 #include "open_gsdk/session/frame_clock.h"
 #include "open_gsdk/support/failure.h"
