@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-namespace open_gsdk {
+#include "open_gsdk/inputs/audio_direction.h"
 
-enum class AudioDirection { kOutput, kInput };
+namespace open_gsdk {
 
 struct AudioDevice {
   std::string id;    // UTF-8, the system's endpoint identifier

@@ -46,7 +46,9 @@ Json WindowList() {
 
 Json AudioList(AudioDirection direction) {
   Json chosen;
-  Json::array values;
+  // First what follows the system's choice. It is there even when there is no device to choose.
+  Json::array values = {
+      Json::object{{"info", Json::object{{"name", "Default"}}}, {"value", kDefaultDevice}}};
   for (const AudioDevice& device : ListAudioDevices(direction)) {
     values.push_back(
         Json::object{{"info", Json::object{{"name", device.name}}}, {"value", device.id}});

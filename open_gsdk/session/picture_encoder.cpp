@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "open_gsdk/session/frame_clock.h"
-#include "open_gsdk/session/steady_time.h"
+#include "open_gsdk/support/steady_time.h"
 
 namespace open_gsdk {
 

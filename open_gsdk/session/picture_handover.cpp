@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "open_gsdk/session/steady_time.h"
+#include "open_gsdk/support/steady_time.h"
 #include "platform/deadline.h"
 
 namespace open_gsdk {

@@ -3,9 +3,9 @@
 #include <string>
 #include <utility>
 
-#include "open_gsdk/session/steady_time.h"
 #include "open_gsdk/support/failure.h"
 #include "open_gsdk/support/library_log.h"
+#include "open_gsdk/support/steady_time.h"
 
 namespace open_gsdk {
 namespace {

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "open_gsdk/session/own_thread.h"
-#include "open_gsdk/session/steady_time.h"
 #include "open_gsdk/support/library_log.h"
+#include "open_gsdk/support/steady_time.h"
 
 namespace open_gsdk {
 namespace {

@@ -1,27 +1,25 @@
-// The sound of one track of a session, encoded on a thread of its own, so that it waits for neither
-// pictures nor other tracks. For now it is silence, whatever the track is bound to.
+// The sound of one track of a session: read from the device that the track is bound to, or silence,
+// and encoded, on threads of its own, so that it waits for neither pictures nor other tracks.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "open_gsdk/encoding/audio_encoding.h"
-#include "open_gsdk/encoding/audio_track.h"
 #include "open_gsdk/inputs/audio_devices.h"
-#include "open_gsdk/session/tick_timer.h"
+#include "open_gsdk/inputs/sound_source.h"
+#include "open_gsdk/session/sound_timeline.h"
+#include "open_gsdk/session/sound_track.h"
 
 namespace open_gsdk {
-
-// An encoded piece of a track.
-struct SoundPacket {
-  std::int64_t time_ns = 0;  // on the steady clock
-  std::int64_t duration_ns = 0;
-  std::int64_t dropped_ns = 0;  // of this, so much was filled because the sound was lost
-  std::vector<std::uint8_t> data;
-};
 
 class SoundPipeline {
  public:
@@ -35,24 +33,57 @@ class SoundPipeline {
 
   [[nodiscard]] const AudioFormat& format() const { return track_.format(); }
 
-  // Takes the sound of this device from now on; any thread, before Start too. An empty text is
-  // silence, "default" the system's default device of the direction. Returns at once and logs
-  // nothing: the session's lock is held.
+  // Takes the sound of this device from now on; any thread, before Start too. An empty text and
+  // "Silence" are silence, kDefaultDevice is the system's default device of the direction. The
+  // device before is heard until this one gives sound, for a second at most.
   void Bind(const std::string& device_id);
 
   // Begins with the sound of `start_ns` (on the steady clock); once. `deliver` is called on the
-  // pipeline's own threads, one call at a time.
+  // pipeline's own threads, one call at a time; each packet begins where the one before ends.
   void Start(std::int64_t start_ns, std::function<void(SoundPacket)> deliver);
 
   // Ends the threads and waits for them; not from within `deliver`.
   void Stop();
 
  private:
-  void Run(std::int64_t start_ns, const std::function<void(SoundPacket)>& deliver);
+  // A device with its reading thread, and the number by which its news are known.
+  struct Reader;
 
-  AudioTrack track_;
-  TickTimer timer_;
+  // What a reader tells: a block or, without one, whether the device is lost.
+  struct News {
+    std::uint64_t reader = 0;
+    bool lost = false;
+    std::optional<SoundBlock> block{};
+  };
+
+  void Run();
+  bool WaitForNews(std::int64_t deadline_ns, std::deque<News>& news,
+                   std::optional<std::string>& wanted);
+  void Rebind(const std::string& device_id);
+  std::unique_ptr<Reader> StartReader(const std::string& device_id);
+  void Push(News news);
+  void Take(const News& news, bool overslept);
+  void AddBlock(const SoundBlock& block, bool loss);
+  void ReplaceReader();
+  void Retire(std::unique_ptr<Reader> reader);
+
+  const AudioDirection direction_;
+  SoundTrack track_;
   std::thread thread_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool stopped_ = false;               // guarded by mutex_
+  std::optional<std::string> wanted_;  // guarded by mutex_; a device to be bound to
+  std::deque<News> news_;              // guarded by mutex_
+
+  // Of the thread; those of all readers that may still run.
+  std::unique_ptr<Reader> reader_;
+  std::unique_ptr<Reader> next_reader_;  // has given nothing yet
+  std::int64_t next_until_ns_ = 0;       // takes the other's place then at the latest
+  std::vector<std::unique_ptr<Reader>> retired_;
+  std::uint64_t readers_ = 0;  // that there were
+  SoundSupply supply_;
 };
 
 }  // namespace open_gsdk

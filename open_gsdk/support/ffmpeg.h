@@ -12,6 +12,7 @@ extern "C" {
 #include <libavutil/mathematics.h>
 #include <libavutil/opt.h>
 #include <libavutil/samplefmt.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -40,6 +41,11 @@ struct ScalerFreer {
   void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
 };
 using Scaler = std::unique_ptr<SwsContext, ScalerFreer>;
+
+struct ResamplerFreer {
+  void operator()(SwrContext* resampler) const { swr_free(&resampler); }
+};
+using Resampler = std::unique_ptr<SwrContext, ResamplerFreer>;
 
 struct FormatContextFreer {
   void operator()(AVFormatContext* context) const { avformat_free_context(context); }

@@ -72,10 +72,12 @@ TEST(InputLists, NameTheVisibleWindowsWithTitleAndProcess) {
   EXPECT_EQ(found, 1);
 }
 
-TEST(InputLists, AreEmptyNotAnErrorWithoutSound) {
+TEST(InputLists, HaveADefaultDeviceEvenWithoutSound) {
   if (waveOutGetNumDevs() != 0 || waveInGetNumDevs() != 0) GTEST_SKIP() << "there is sound here";
-  const Json expected =
-      Json::object{{"device_id", Json::object{{"default", nullptr}, {"values", Json::array{}}}}};
+  const Json entry =
+      Json::object{{"info", Json::object{{"name", "Default"}}}, {"value", "default"}};
+  const Json expected = Json::object{
+      {"device_id", Json::object{{"default", nullptr}, {"values", Json::array{entry}}}}};
   EXPECT_EQ(List("audio_output"), expected);
   EXPECT_EQ(List("audio_input"), expected);
 }
