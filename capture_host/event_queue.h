@@ -20,7 +20,7 @@ class EventQueue {
 
   // When there are too many log lines, the oldest one goes, and the event after it says so.
   void Push(Event event) {
-    lines_ += IsLine(event) ? 1 : 0;
+    if (IsLine(event)) ++lines_;
     events_.push_back(std::move(event));
     if (lines_ <= most_lines_) return;
     const auto oldest = std::find_if(events_.begin(), events_.end(), IsLine);
@@ -35,7 +35,7 @@ class EventQueue {
     if (events_.empty()) return std::nullopt;
     Event event = std::move(events_.front());
     events_.pop_front();
-    lines_ -= IsLine(event) ? 1 : 0;
+    if (IsLine(event)) --lines_;
     return event;
   }
 

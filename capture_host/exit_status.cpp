@@ -95,10 +95,7 @@ constexpr std::array kExplanations = std::to_array<Explanation>({
 // clang-format on
 
 std::string NameOf(std::uint32_t status) {
-  for (const capture_service::ErrorCode& code : capture_service::ErrorCodeTable) {
-    if (static_cast<std::uint32_t>(code.number) == status) return std::string(code.name);
-  }
-  return {};
+  return std::string(ErrorName(static_cast<capture_service::ErrorCode>(status)));
 }
 
 }  // namespace

@@ -1,41 +1,21 @@
 #include "capture_host/messages.h"
 
-#include <array>
 #include <charconv>
 #include <json11.hpp>
 #include <stdexcept>
+#include <variant>
 
 namespace capture_host {
 namespace {
 
+using capture_service::RecorderSetting;
+using capture_service::RecorderSettingsTable;
 using json11::Json;
 
-enum class SettingType { kNumber, kFlag, kText };
-
-struct Setting {
-  std::string_view key;
-  SettingType type;
-};
-
-constexpr std::array<Setting, 15> kSettings{{
-    {"audio_samplerate", SettingType::kNumber},
-    {"audio_bitrate", SettingType::kNumber},
-    {"video_fps", SettingType::kNumber},
-    {"encoding_crf", SettingType::kNumber},
-    {"video_max_height", SettingType::kNumber},
-    {"video_max_width", SettingType::kNumber},
-    {"record_length", SettingType::kNumber},
-    {"recording_mode", SettingType::kNumber},
-    {"game_pid", SettingType::kNumber},
-    {"game_hwnd", SettingType::kNumber},
-    {"logging_level", SettingType::kNumber},
-    {"capture_cursor", SettingType::kFlag},
-    {"audio_game", SettingType::kText},
-    {"audio_chat", SettingType::kText},
-    {"audio_input", SettingType::kText},
-}};
-
-Json ReadNumber(const std::string& key, const std::string& text) {
+// The value of the setting `key` that its `text` at the console stands for, by the type of the
+// member that keeps it.
+Json ReadValue(const std::string& key, const std::string& text,
+               std::int32_t RecorderSettings::* /*number*/) {
   int number = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
@@ -45,30 +25,27 @@ Json ReadNumber(const std::string& key, const std::string& text) {
   return number;
 }
 
-Json ReadFlag(const std::string& key, const std::string& text) {
+Json ReadValue(const std::string& key, const std::string& text, bool RecorderSettings::* /*flag*/) {
   if (text == "true" || text == "1") return true;
   if (text == "false" || text == "0") return false;
   throw std::invalid_argument(key + " takes true or false, not \"" + text + "\".");
 }
 
-Json ReadValue(const Setting& setting, const std::string& text) {
-  const std::string key(setting.key);
-  switch (setting.type) {
-    case SettingType::kNumber:
-      return ReadNumber(key, text);
-    case SettingType::kFlag:
-      return ReadFlag(key, text);
-    case SettingType::kText:
-      break;
-  }
+Json ReadValue(const std::string& /*key*/, const std::string& text,
+               std::string RecorderSettings::* /*text*/) {
   return text;
 }
 
-const Setting* FindSetting(std::string_view key) {
-  for (const Setting& setting : kSettings) {
-    if (setting.key == key) return &setting;
+bool IsSet(std::int32_t number) { return number != 0; }
+bool IsSet(bool /*flag*/) { return true; }
+bool IsSet(const std::string& text) { return !text.empty(); }
+
+// Throws std::invalid_argument when there is no such setting.
+const RecorderSetting& FindSetting(const std::string& key) {
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    if (setting.key == key) return setting;
   }
-  return nullptr;
+  throw std::invalid_argument("There is no setting \"" + key + "\".");
 }
 
 std::string SettingsText(Json::object members) {
@@ -94,27 +71,14 @@ std::string ReportingMessage(const ReportingSettings& settings) {
 }
 
 std::string SettingsMessage(const RecorderSettings& settings) {
-  Json::object members = {{"capture_cursor", settings.capture_cursor}};
-  const auto number = [&](const char* key, std::int32_t value) {
-    if (value != 0) members[key] = value;
-  };
-  const auto text = [&](const char* key, const std::string& value) {
-    if (!value.empty()) members[key] = value;
-  };
-  number("audio_samplerate", settings.audio_samplerate);
-  number("audio_bitrate", settings.audio_bitrate);
-  number("video_fps", settings.video_fps);
-  number("encoding_crf", settings.encoding_crf);
-  number("video_max_height", settings.video_max_height);
-  number("video_max_width", settings.video_max_width);
-  number("record_length", settings.record_length);
-  number("recording_mode", settings.recording_mode);
-  number("game_pid", settings.game_pid);
-  number("game_hwnd", settings.game_hwnd);
-  number("logging_level", settings.logging_level);
-  text("audio_game", settings.audio_game);
-  text("audio_chat", settings.audio_chat);
-  text("audio_input", settings.audio_input);
+  Json::object members;
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    std::visit(
+        [&](auto member) {
+          if (IsSet(settings.*member)) members[setting.key] = settings.*member;
+        },
+        setting.member);
+  }
   return SettingsText(std::move(members));
 }
 
@@ -126,18 +90,11 @@ std::string SettingsMessage(const std::vector<std::string>& assignments) {
       throw std::invalid_argument("\"" + assignment + "\" is not of the form key=value.");
     }
     const std::string key = assignment.substr(0, equals);
-    const Setting* const setting = FindSetting(key);
-    if (setting == nullptr) throw std::invalid_argument("There is no setting \"" + key + "\".");
-    members[key] = ReadValue(*setting, assignment.substr(equals + 1));
+    const std::string text = assignment.substr(equals + 1);
+    members[key] = std::visit([&](auto member) { return ReadValue(key, text, member); },
+                              FindSetting(key).member);
   }
   return SettingsText(std::move(members));
-}
-
-std::vector<std::string_view> SettingsKeys() {
-  std::vector<std::string_view> keys;
-  keys.reserve(std::size(kSettings));
-  for (const Setting& setting : kSettings) keys.push_back(setting.key);
-  return keys;
 }
 
 std::string RestartMessage() { return EventText("restart", true); }

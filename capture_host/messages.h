@@ -4,21 +4,16 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "protocol/host_protocol.h"
+#include "protocol/host_message.h"
 #include "protocol/recorder_settings.h"
 
 namespace capture_host {
 
 using capture_service::RecorderSettings;
+using capture_service::RecordingMode;
 using capture_service::ReportingSettings;
-
-// The values of RecorderSettings::recording_mode.
-inline constexpr std::int32_t kRecordMonitor = 1;
-inline constexpr std::int32_t kRecordGame = 2;
-inline constexpr std::int32_t kRecordWindow = 3;
 
 std::string ReportingMessage(const ReportingSettings& settings);
 
@@ -29,9 +24,6 @@ std::string SettingsMessage(const RecorderSettings& settings);
 // Carries what the words "key=value" say and nothing else. Throws std::invalid_argument with a
 // sentence for people when a key is unknown or a value does not fit it.
 std::string SettingsMessage(const std::vector<std::string>& assignments);
-
-// The keys that SettingsMessage knows, in the order of the catalogue.
-std::vector<std::string_view> SettingsKeys();
 
 // `path` is UTF-8 and should be absolute: the service's working folder is its own.
 std::string ClipMessage(const std::string& path, const std::string& id);

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "capture_host/exit_status.h"
+#include "capture_host/messages.h"
 #include "platform/text_encoding.h"
-#include "tools/exit_statuses.h"
-#include "tools/host_messages.h"
 #include "tools/host_session.h"
 #include "tools/prompt_command.h"
 #include "tools/record_command.h"
@@ -25,11 +25,35 @@
 namespace host_tools {
 namespace {
 
+using capture_host::RecorderSettings;
+using capture_host::RecordingMode;
+using capture_host::ServiceLaunch;
 using platform::Utf8FromWide;
 using platform::WideFromUtf8;
 
 constexpr int kFailed = 1;
 constexpr int kMisused = 2;
+
+std::int32_t ModeNumber(RecordingMode mode) { return static_cast<std::int32_t>(mode); }
+
+// What a person gets who asks for nothing else.
+RecorderSettings DefaultSettings() {
+  return {.audio_samplerate = 48'000,
+          .audio_bitrate = 160'000,
+          .video_fps = 30,
+          .encoding_crf = 23,
+          .video_max_height = 1080,
+          .video_max_width = 1920,
+          .record_length = 8,
+          .recording_mode = ModeNumber(RecordingMode::kWindow),
+          .game_pid = 0,
+          .game_hwnd = 0,
+          .logging_level = 3,
+          .capture_cursor = true,
+          .audio_game = "default",
+          .audio_chat = "none",
+          .audio_input = "none"};
+}
 
 struct Options {
   std::string service;
@@ -74,8 +98,6 @@ void AddCommonOptions(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"auto", "line", "plain"}))
       ->capture_default_str();
 }
-
-std::int32_t ModeNumber(RecordingMode mode) { return static_cast<std::int32_t>(mode); }
 
 void AddRecordingOptions(CLI::App& command, Options& options) {
   static const std::map<std::string, std::int32_t> modes{
@@ -157,11 +179,11 @@ ServiceLaunch LaunchOf(const Options& options) {
   launch.program =
       options.service.empty() ? OwnFolder() / L"CaptureService.exe" : AbsolutePath(options.service);
   if (!std::filesystem::exists(launch.program)) {
-    throw ServiceStartError("There is no service " + Utf8FromWide(launch.program.wstring()) +
-                            ". Name it with --service.");
+    throw CommandFailure("There is no service " + Utf8FromWide(launch.program.wstring()) +
+                         ". Name it with --service.");
   }
   if (!options.library.empty()) {
-    launch.arguments.push_back(AbsolutePath(options.library).wstring());
+    launch.library = AbsolutePath(options.library);
   }
   return launch;
 }
@@ -186,8 +208,7 @@ int Watch(const Options& options, Transcript& transcript, Inbox& inbox) {
   const InterruptGuard guard(inbox);
   HostSession session(LaunchOf(options), transcript, inbox);
   const std::uint32_t status = WatchRecording(session, inbox, settings, limit);
-  transcript.Note("The service ended with status " + std::to_string(status) + ". " +
-                  ExplainExitStatus(status));
+  transcript.Note(capture_host::DescribeExit(status));
   return status == options.expected_status ? 0 : kFailed;
 }
 
@@ -197,7 +218,8 @@ int Console(const Options& options, Transcript& transcript, Inbox& inbox) {
   prompt.clip_folder = Utf8FromWide(AbsolutePath(options.clip_folder).wstring());
   const WindowQuery& query = options.window;
   if (query.hwnd || query.pid || !query.title.empty()) {
-    prompt.at_start = {SettingsMessage(CompleteSettings(options, transcript)), RestartMessage()};
+    prompt.at_start = {capture_host::SettingsMessage(CompleteSettings(options, transcript)),
+                       capture_host::RestartMessage()};
   }
   const InterruptGuard guard(inbox);
   HostSession session(LaunchOf(options), transcript, inbox);
@@ -251,13 +273,6 @@ int Main(const std::vector<std::string>& arguments) {
     return Console(options, transcript, inbox);
   } catch (const CLI::ParseError& mistake) {
     return app.exit(mistake) == 0 ? 0 : kMisused;
-  } catch (const ServiceStartError& failure) {
-    std::cerr << "host_console: " << failure.what();
-    if (failure.exit_status) {
-      std::cerr << " Its exit status is " << *failure.exit_status << ". "
-                << ExplainExitStatus(*failure.exit_status);
-    }
-    std::cerr << std::endl;
   } catch (const std::exception& failure) {
     std::cerr << "host_console: " << failure.what() << std::endl;
   }

@@ -1,8 +1,8 @@
 #include "tools/host_session.h"
 
-#include <atomic>
+#include <windows.h>
 
-#include "tools/exit_statuses.h"
+#include <atomic>
 
 namespace host_tools {
 namespace {
@@ -15,7 +15,7 @@ std::atomic<Inbox*> interrupted_inbox{nullptr};
 BOOL WINAPI OnConsoleEvent(DWORD /*event*/) {
   Inbox* const inbox = interrupted_inbox.load();
   if (inbox == nullptr) return FALSE;
-  inbox->Push({Event::Kind::kInterrupted, {}});
+  inbox->Push({.kind = Event::Kind::kInterrupted});
   return TRUE;
 }
 
@@ -31,39 +31,43 @@ InterruptGuard::~InterruptGuard() {
   interrupted_inbox = nullptr;
 }
 
-HostSession::HostSession(const ServiceLaunch& launch, Transcript& transcript, Inbox& inbox)
-    : transcript_(transcript),
-      service_(
-          launch,
-          [&transcript, &inbox](const std::string& text) {
-            transcript.Received(text);
-            inbox.Push({Event::Kind::kMessage, text});
-          },
-          [&inbox] {
-            inbox.Push({Event::Kind::kClosed, {}});
-          }) {
-  transcript_.Note("The service runs as process " + std::to_string(service_.process_id()) + ".");
+HostSession::HostSession(const capture_host::ServiceLaunch& launch, Transcript& transcript,
+                         Inbox& inbox)
+    : transcript_(transcript) {
+  capture_host::Error error;
+  service_ = capture_host::Service::Start(
+      launch,
+      [&transcript, &inbox](const capture_host::Event& event) {
+        if (event.end) return inbox.Push({.kind = Event::Kind::kClosed});
+        transcript.Received(event);
+        inbox.Push({.kind = Event::Kind::kMessage, .answer = event.answer});
+      },
+      error);
+  if (!service_) throw CommandFailure(Describe(error));
+  transcript_.Note("The service runs as process " + std::to_string(service_->process_id()) + ".");
 }
 
 void HostSession::Send(const std::string& text) {
   transcript_.Sent(text);
-  if (!service_.Send(text)) FailBecauseEnded("it was sent a message");
+  const auto error = service_->SendText(text);
+  if (!error) return;
+  if (error->windows_error == 0) throw CommandFailure(Describe(*error));
+  FailBecauseEnded("it was sent a message");
 }
 
 std::uint32_t HostSession::AwaitEnd() {
-  const auto status = service_.WaitForExit(kEndLimit);
-  if (!status) {
+  const auto end = service_->WaitForEnd(kEndLimit);
+  if (!end) {
     throw CommandFailure("The service still runs " + std::to_string(kEndLimit.count()) +
                          " s after it should have ended, and is killed now.");
   }
-  service_.ReceiveRest();
-  return *status;
+  if (!end->fault.empty()) throw CommandFailure("The service is broken. " + end->fault);
+  return end->exit_status;
 }
 
 void HostSession::FailBecauseEnded(const std::string& while_doing) {
   const std::uint32_t status = AwaitEnd();
-  throw CommandFailure("The service ended with status " + std::to_string(status) + " while " +
-                       while_doing + ". " + ExplainExitStatus(status));
+  throw CommandFailure("While " + while_doing + ": " + capture_host::DescribeExit(status));
 }
 
 }  // namespace host_tools

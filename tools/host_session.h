@@ -3,11 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "capture_host/service.h"
 #include "tools/inbox.h"
-#include "tools/service_process.h"
 #include "tools/transcript.h"
 
 namespace host_tools {
@@ -30,14 +31,14 @@ class InterruptGuard {
 
 class HostSession {
  public:
-  // Starts the service. `transcript` and `inbox` outlive the session. Throws ServiceStartError.
-  HostSession(const ServiceLaunch& launch, Transcript& transcript, Inbox& inbox);
+  // Starts the service. `transcript` and `inbox` outlive the session. Throws CommandFailure.
+  HostSession(const capture_host::ServiceLaunch& launch, Transcript& transcript, Inbox& inbox);
 
   // Throws CommandFailure when the service has gone.
   void Send(const std::string& text);
 
   // Waits for a service that closed its pipe, or was told to die. Throws CommandFailure when it
-  // still runs after half a minute.
+  // still runs after half a minute, and when what it sent was not as it should be.
   std::uint32_t AwaitEnd();
 
   // For a service that ended on its own account while the host still wanted something from it.
@@ -45,7 +46,7 @@ class HostSession {
 
  private:
   Transcript& transcript_;
-  ServiceProcess service_;
+  std::unique_ptr<capture_host::Service> service_;
 };
 
 }  // namespace host_tools

@@ -1,5 +1,7 @@
 #include "tools/prompt_command.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -11,13 +13,15 @@
 #include <stdexcept>
 #include <thread>
 
+#include "capture_host/exit_status.h"
+#include "capture_host/messages.h"
 #include "platform/text_encoding.h"
-#include "tools/exit_statuses.h"
-#include "tools/host_messages.h"
+#include "protocol/recorder_settings.h"
 
 namespace host_tools {
 namespace {
 
+using capture_host::DieMessage;
 using platform::Utf8FromWide;
 using platform::WideFromUtf8;
 
@@ -35,11 +39,11 @@ void ReadLines(HANDLE input, Inbox& inbox) {
       line += byte;
       continue;
     }
-    inbox.Push({Event::Kind::kLine, std::move(line)});
+    inbox.Push({.kind = Event::Kind::kLine, .text = std::move(line)});
     line.clear();
   }
-  if (!line.empty()) inbox.Push({Event::Kind::kLine, std::move(line)});
-  inbox.Push({Event::Kind::kEndOfInput, {}});
+  if (!line.empty()) inbox.Push({.kind = Event::Kind::kLine, .text = std::move(line)});
+  inbox.Push({.kind = Event::Kind::kEndOfInput});
 }
 
 std::string Help() {
@@ -54,7 +58,7 @@ std::string Help() {
       "  help                     show this list\n"
       "  quit                     end the service and the console\n"
       "Settings:";
-  for (const capture_service::RecorderSetting& setting : capture_service::RecorderSettingsTable) {
+  for (const auto& setting : capture_service::RecorderSettingsTable) {
     text.append(" ").append(setting.key);
   }
   return text;
@@ -97,8 +101,7 @@ class Prompt {
     while (Handle(inbox_.Pop())) {
     }
     const std::uint32_t status = session_.AwaitEnd();
-    transcript_.Note("The service ended with status " + std::to_string(status) + ". " +
-                     ExplainExitStatus(status));
+    transcript_.Note(capture_host::DescribeExit(status));
     return status == static_cast<std::uint32_t>(expected_status_);
   }
 
@@ -140,11 +143,11 @@ class Prompt {
     const std::string rest = begin == std::string::npos ? std::string() : line.substr(begin);
 
     if (command == "settings") {
-      session_.Send(SettingsMessage({words.begin() + 1, words.end()}));
+      session_.Send(capture_host::SettingsMessage({words.begin() + 1, words.end()}));
     } else if (command == "restart") {
-      session_.Send(RestartMessage());
+      session_.Send(capture_host::RestartMessage());
     } else if (command == "audio") {
-      session_.Send(ChangeAudioMessage());
+      session_.Send(capture_host::ChangeAudioMessage());
     } else if (command == "clip") {
       SendClip(rest);
     } else if (command == "die") {
@@ -173,7 +176,7 @@ class Prompt {
     // The service's working folder is its own, so it is given the whole path.
     const std::filesystem::path folder(WideFromUtf8(options_.clip_folder));
     const std::filesystem::path file(WideFromUtf8(name));
-    session_.Send(ClipMessage(Utf8FromWide((folder / file).wstring()), id));
+    session_.Send(capture_host::ClipMessage(Utf8FromWide((folder / file).wstring()), id));
   }
 
   bool Sleep(int seconds) {

@@ -5,7 +5,6 @@
 #include <system_error>
 
 #include "platform/text_encoding.h"
-#include "tools/exit_statuses.h"
 
 namespace host_tools {
 namespace {
@@ -13,6 +12,8 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
+using capture_host::ClipAnswer;
+using capture_host::RecorderSettings;
 
 // 3 s until a restart begins and five attempts, 1 s apart, to set the video input, with room for a
 // slow machine.
@@ -26,14 +27,13 @@ constexpr milliseconds kProgressInterval{200};
 constexpr int kProgressCells = 30;
 
 void StartRecording(HostSession& session, const RecorderSettings& settings) {
-  session.Send(SettingsMessage(settings));
-  session.Send(RestartMessage());
+  session.Send(capture_host::SettingsMessage(settings));
+  session.Send(capture_host::RestartMessage());
 }
 
 bool IsAnnouncement(const Event& event) {
-  if (event.kind != Event::Kind::kMessage) return false;
-  const auto line = ReadLogLine(event.text);
-  return line && AnnouncesSession(*line);
+  const auto* const line = std::get_if<capture_host::LogLine>(&event.answer);
+  return line != nullptr && capture_host::AnnouncesRecording(*line);
 }
 
 // Ends the command for the events that no step of a recording can go on after.
@@ -96,14 +96,15 @@ void FillBuffer(HostSession& session, Inbox& inbox, Transcript& transcript, int 
 ClipAnswer RequestClip(HostSession& session, Inbox& inbox, const std::filesystem::path& clip) {
   const std::string id = "clip-1";
   const std::string doing = "it was writing the clip";
-  session.Send(ClipMessage(platform::Utf8FromWide(clip.wstring()), id));
+  session.Send(capture_host::ClipMessage(platform::Utf8FromWide(clip.wstring()), id));
   const Clock::time_point deadline = Clock::now() + kClipLimit;
   while (const auto event = inbox.PopUntil(deadline)) {
     FailIfOver(session, *event, doing);
-    const auto answer = ReadClipAnswer(event->text);
-    if (!answer || answer->id != id) continue;
+    const auto* const answer = std::get_if<ClipAnswer>(&event->answer);
+    if (answer == nullptr || answer->id != id) continue;
     if (!answer->succeeded) {
-      throw CommandFailure("The service could not write the clip: " + answer->error + ".");
+      throw CommandFailure("The service could not write the clip: " + answer->error + ". " +
+                           capture_host::OutcomeOf(*answer).advice);
     }
     return *answer;
   }
@@ -115,7 +116,7 @@ void PrintFigures(Transcript& transcript, const ClipAnswer& answer, std::uintmax
   char text[64];
   std::snprintf(text, sizeof(text), "Duration:        %.3f s", answer.duration_ms / 1000.0);
   transcript.Result(text);
-  transcript.Result("Last timestamp:  " + answer.last_timestamp_ns + " ns");
+  transcript.Result("Last timestamp:  " + std::to_string(answer.last_timestamp_ns) + " ns");
   transcript.Result("Audio dropped:   " + std::to_string(answer.audio_drop_ms) + " ms");
   transcript.Result("Video dropped:   " + std::to_string(answer.video_drop_ms) + " ms");
   transcript.Result(std::string("From HDR:        ") + (answer.captured_from_hdr ? "yes" : "no"));
@@ -130,7 +131,7 @@ void RecordClip(HostSession& session, Inbox& inbox, Transcript& transcript,
   AwaitAnnouncement(session, inbox);
   FillBuffer(session, inbox, transcript, settings.record_length);
   const ClipAnswer answer = RequestClip(session, inbox, clip);
-  session.Send(DieMessage(0));
+  session.Send(capture_host::DieMessage(0));
   const std::uint32_t status = session.AwaitEnd();
 
   std::error_code error;
@@ -139,8 +140,7 @@ void RecordClip(HostSession& session, Inbox& inbox, Transcript& transcript,
   if (error) throw CommandFailure("The service reported a clip, but there is no file " + path);
   PrintFigures(transcript, answer, size);
   if (status != 0) {
-    throw CommandFailure("The clip " + path + " is written, but the service ended with status " +
-                         std::to_string(status) + ". " + ExplainExitStatus(status));
+    throw CommandFailure("The clip " + path + " is written. " + capture_host::DescribeExit(status));
   }
   transcript.Result(path);
 }
@@ -153,7 +153,7 @@ std::uint32_t WatchRecording(HostSession& session, Inbox& inbox, const RecorderS
     const auto event = limit ? inbox.PopUntil(started + *limit) : std::optional(inbox.Pop());
     if (event && event->kind == Event::Kind::kClosed) break;
     if (event && event->kind != Event::Kind::kInterrupted) continue;
-    session.Send(DieMessage(0));
+    session.Send(capture_host::DieMessage(0));
     break;
   }
   return session.AwaitEnd();

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <optional>
 
-#include "tools/host_messages.h"
 #include "tools/host_session.h"
 
 namespace host_tools {
@@ -15,11 +14,12 @@ namespace host_tools {
 // seconds, has the clip written to `clip` (absolute), ends the service and prints the figures, the
 // path last. Throws CommandFailure when any of it fails.
 void RecordClip(HostSession& session, Inbox& inbox, Transcript& transcript,
-                const RecorderSettings& settings, const std::filesystem::path& clip);
+                const capture_host::RecorderSettings& settings, const std::filesystem::path& clip);
 
 // Starts a recording and shows what the service says until it ends by itself, or until `limit` has
 // passed or Ctrl+C is pressed, when it is told to end. Returns the exit status of the service.
-std::uint32_t WatchRecording(HostSession& session, Inbox& inbox, const RecorderSettings& settings,
+std::uint32_t WatchRecording(HostSession& session, Inbox& inbox,
+                             const capture_host::RecorderSettings& settings,
                              std::optional<std::chrono::seconds> limit);
 
 }  // namespace host_tools

@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "platform/text_encoding.h"
-#include "tools/host_messages.h"
 
 namespace host_tools {
 namespace {
@@ -36,13 +35,13 @@ void Transcript::Sent(std::string_view text) {
   PrintLine("host     >", text);
 }
 
-void Transcript::Received(const std::string& text) {
+void Transcript::Received(const capture_host::Event& event) {
   const std::lock_guard lock(mutex_);
-  Journal("out", text);
-  if (const auto line = ReadLogLine(text)) {
-    PrintLine("service  :", *line);
+  Journal("out", event.text);
+  if (const auto* const line = std::get_if<capture_host::LogLine>(&event.answer)) {
+    PrintLine("service  :", line->text);
   } else {
-    PrintLine("service  <", text);
+    PrintLine("service  <", event.text);
   }
 }
 

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "capture_host/service.h"
+
 namespace host_tools {
 
 // All functions may be called from any thread; lines never mix.
@@ -23,7 +25,7 @@ class Transcript {
   void JournalTo(const std::filesystem::path& path);
 
   void Sent(std::string_view text);
-  void Received(const std::string& text);
+  void Received(const capture_host::Event& event);
   void Note(std::string_view text);
   // A line without time or mark, for results.
   void Result(std::string_view text);

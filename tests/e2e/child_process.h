@@ -5,41 +5,32 @@
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
-#include <map>
+#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
-#include "platform/owned_handle.h"
+#include "capture_host/service_process.h"
 
 namespace e2e {
 
-// How to start a program.
-struct ProgramStart {
-  std::filesystem::path program = {};
-  std::vector<std::wstring> arguments = {};
-  std::filesystem::path folder = {};                    // its working directory; empty: the test's
-  std::map<std::wstring, std::wstring> variables = {};  // set beside those that the test has
-};
+using capture_host::ProcessStart;
 
 class ChildProcess {
  public:
   // Throws std::runtime_error when the program cannot be started.
-  explicit ChildProcess(const ProgramStart& start);
+  explicit ChildProcess(const ProcessStart& start);
 
-  DWORD Id() const { return id_; }
-  HANDLE Handle() const { return process_.get(); }
+  DWORD Id() const { return process_->id(); }
+  HANDLE Handle() const { return process_->handle(); }
 
   // The exit code once the program has ended by itself; none when it didn't within `limit`.
-  std::optional<std::uint32_t> WaitForExit(std::chrono::milliseconds limit) const;
+  std::optional<std::uint32_t> WaitForExit(std::chrono::milliseconds limit) const {
+    return process_->WaitForExit(limit);
+  }
 
   bool IsRunning() const { return !WaitForExit(std::chrono::milliseconds(0)); }
 
  private:
-  platform::OwnedHandle job_;  // ends the program when it is closed
-  platform::OwnedHandle process_;
-  DWORD id_ = 0;
+  std::unique_ptr<capture_host::ServiceProcess> process_;
 };
 
 }  // namespace e2e

@@ -1,5 +1,5 @@
-// The host application's end of the pipe: creates it, takes the service's connection, sends frames
-// and collects what the service sends.
+// The host's end of a service's pipe for tests: sends frames, collects what the service sends, and
+// keeps the story for a failing test.
 //
 // When the environment variable CAPTURE_SERVICE_TRAFFIC names a folder, every text in either
 // direction is also written there as a JSON line {"direction": "in"|"out", "text": ...}, seen from
@@ -7,36 +7,34 @@
 // what is not UTF-8 is left out.
 #pragma once
 
-#include <windows.h>
-
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
-#include "platform/owned_handle.h"
+#include "capture_host/host_pipe.h"
 
 namespace e2e {
 
-enum class PipeMode { kByte, kMessage };
+using capture_host::PipeMode;
 
 class HostPipe {
  public:
-  // Creates a pipe under a name of its own. `buffer_bytes` is how much the system keeps for a
-  // reader that doesn't read.
-  explicit HostPipe(PipeMode mode, DWORD buffer_bytes = 65536);
+  // Creates a pipe. `buffer_bytes` is how much the system keeps for a reader that doesn't read.
+  explicit HostPipe(PipeMode mode, std::uint32_t buffer_bytes = 65536);
   ~HostPipe();
   HostPipe(const HostPipe&) = delete;
   HostPipe& operator=(const HostPipe&) = delete;
 
-  const std::wstring& Path() const { return path_; }
+  const std::wstring& Path() const { return pipe_->path(); }
 
   // Waits until the service has opened its end; false when it didn't within `limit`.
   bool WaitForConnection(std::chrono::milliseconds limit);
@@ -45,7 +43,7 @@ class HostPipe {
   void StartReading();
 
   // Sends `text` as a frame, the length and the text in a write each. `odd` is for the journal: it
-  // marks what no proper host would send.
+  // marks what no proper host would send. A service that has gone is found by its exit code.
   void SendFrame(std::string_view text, bool odd = false);
   // Sends bytes as they are, in one write.
   void SendBytes(std::string_view bytes);
@@ -69,14 +67,11 @@ class HostPipe {
 
  private:
   void Read();
-  bool ReadPiece(void* buffer, DWORD size, DWORD& read);
+  void Receive(std::string text);
   void Record(const char* direction, std::string_view text, bool odd);
 
-  std::wstring path_;
-  PipeMode mode_;
-  platform::OwnedHandle pipe_;
+  std::unique_ptr<capture_host::HostPipe> pipe_;
   std::thread reader_;
-  std::atomic<bool> closing_ = false;
 
   mutable std::mutex mutex_;  // guards all below
   std::condition_variable changed_;

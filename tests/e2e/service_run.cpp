@@ -57,7 +57,7 @@ ServiceRun::ServiceRun(RunOptions options)
   WriteText(folder_.Path() / "script.json", options_.script.dump());
 
   pipe_ = std::make_unique<HostPipe>(options_.pipe_mode, options_.pipe_buffer_bytes);
-  ProgramStart start = {
+  ProcessStart start = {
       .program = program,
       .arguments = options_.arguments.value_or(std::vector<std::wstring>{pipe_->Path()}),
       .folder = options_.working_folder,
