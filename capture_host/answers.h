@@ -10,14 +10,14 @@ namespace capture_host {
 
 // The answer to a clip request. The figures are those of a clip that was written.
 struct ClipAnswer {
-  std::string id;
+  std::string id = {};
   bool succeeded = false;
   std::int32_t duration_ms = 0;
   std::int64_t last_timestamp_ns = 0;
   std::int32_t audio_drop_ms = 0;
   std::int32_t video_drop_ms = 0;
   bool captured_from_hdr = false;
-  std::string error;  // why it was not written
+  std::string error = {};  // why it was not written
 };
 
 // A line for the host's log, good news too.
