@@ -23,7 +23,6 @@ using platform::Utf8FromWide;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t kMostKeptLines = 10'000;
 // A process that was killed is gone a moment later.
 constexpr milliseconds kKillLimit{5'000};
 
@@ -43,8 +42,11 @@ ClipOutcome EndedBefore(const std::string& id, const std::string& advice) {
 }  // namespace
 
 struct Service::State {
-  ServiceLaunch launch;
-  EventHandler on_event;
+  State(const ServiceLaunch& how, EventHandler handler)
+      : launch(how), on_event(std::move(handler)), events(how.most_kept_lines) {}
+
+  const ServiceLaunch launch;
+  const EventHandler on_event;
   std::unique_ptr<HostPipe> pipe;
   std::unique_ptr<ServiceProcess> process;
   Clock::time_point connected;
@@ -56,7 +58,7 @@ struct Service::State {
 
   std::mutex mutex;  // guards all below; nothing of the host is called while it is held
   std::condition_variable changed;
-  EventQueue events{kMostKeptLines};
+  EventQueue events;
   PendingClips clips;
   unsigned clips_requested = 0;
   std::optional<ServiceEnd> end;
@@ -102,9 +104,7 @@ bool Service::State::Connect(Error& error) {
 
 std::unique_ptr<Service> Service::Start(const ServiceLaunch& launch, EventHandler on_event,
                                         Error& error) {
-  auto state = std::make_unique<State>();
-  state->launch = launch;
-  state->on_event = std::move(on_event);
+  auto state = std::make_unique<State>(launch, std::move(on_event));
   state->pipe = HostPipe::Create({}, error);
   if (!state->pipe) return nullptr;
   ProcessStart start{.program = launch.program, .arguments = {state->pipe->path()}};

@@ -31,6 +31,9 @@ struct ServiceLaunch {
   // From the closing of the pipe to the end of the process, before it is killed. The service joins
   // two threads of at most 10 s each after a restart of about 3 s.
   std::chrono::milliseconds end_limit{25'000};
+  // Of the log lines that nobody has taken with NextEvent, the newest ones are kept, so that a
+  // service that floods does not fill the memory. Clip answers and the end are always kept.
+  std::size_t most_kept_lines = 10'000;
 };
 
 // How a service ended.
@@ -92,8 +95,7 @@ class Service {
   ClipOutcome SaveClip(const std::filesystem::path& path, std::chrono::milliseconds limit);
 
   // The oldest event that was not taken yet, as soon as there is one; none when `limit` passes
-  // first or all were taken, the end too. Without an EventHandler only. Of the log lines that
-  // nobody takes, the newest 10,000 are kept; clip answers and the end always are.
+  // first or all were taken, the end too. Without an EventHandler only.
   std::optional<Event> NextEvent(std::chrono::milliseconds limit);
 
   // Closes the pipe, which tells the service to stop. Nothing comes or goes afterwards but the end.

@@ -91,10 +91,11 @@ TEST(ExitStatuses, WorthAnotherStartAreExactlyThese) {
 
 TEST(ExitStatuses, EveryFailureIsExplainedUnderItsName) {
   std::set<std::string> texts;
-  for (const capture_service::ErrorCode& code : capture_service::ErrorCodeTable) {
-    const ExitMeaning meaning = ExplainExitStatus(static_cast<std::uint32_t>(code.number));
-    EXPECT_EQ(meaning.name, code.name);
-    EXPECT_NE(meaning.advice, "") << code.name;
+  for (const capture_service::ErrorCodeEntry& entry : capture_service::ErrorCodeTable) {
+    const ExitMeaning meaning =
+        ExplainExitStatus(static_cast<std::uint32_t>(ErrorNumber(entry.code)));
+    EXPECT_EQ(meaning.name, entry.name);
+    EXPECT_NE(meaning.advice, "") << entry.name;
     EXPECT_TRUE(texts.insert(meaning.what).second) << meaning.what << " stands there twice";
   }
   EXPECT_FALSE(texts.contains(ExplainExitStatus(199).what)) << "a failure without a meaning";

@@ -126,14 +126,18 @@ TEST(Events, GoToTheHandlerOnOneOtherThread) {
 }
 
 TEST(Events, AFloodLosesItsOldestLinesOnly) {
-  const auto service = StartMisbehaving("floods");
+  ServiceLaunch launch = Misbehaving("floods");
+  launch.most_kept_lines = 100;
+  Error error;
+  const auto service = Service::Start(launch, {}, error);
+  ASSERT_NE(service, nullptr) << Describe(error);
   ASSERT_TRUE(service->WaitForEnd(kLimit));
-  Texts texts = TakeAll(*service);
-  ASSERT_EQ(texts.size(), 10'002U);
-  EXPECT_EQ(texts[0], "lost 2000");
-  EXPECT_EQ(texts[1], R"({"error": "line 2001"})");
-  EXPECT_EQ(texts[10'000], R"({"error": "line 12000"})");
-  EXPECT_EQ(texts[10'001], "end 0 ");
+  const Texts texts = TakeAll(*service);
+  ASSERT_EQ(texts.size(), 102U);
+  EXPECT_EQ(texts[0], "lost 50");
+  EXPECT_EQ(texts[1], R"({"error": "line 51"})");
+  EXPECT_EQ(texts[100], R"({"error": "line 150"})");
+  EXPECT_EQ(texts[101], "end 0 ");
 }
 
 TEST(Ends, SayWhatWasWrongWithWhatTheServiceSent) {

@@ -41,32 +41,36 @@ void PlaceLibrary(LibraryFile library, const std::filesystem::path& folder) {
 
 }  // namespace
 
+std::map<std::wstring, std::wstring> PlaceService(const RunOptions& options,
+                                                  const std::filesystem::path& folder) {
+  Place(ProgramFolder() / "CaptureService.exe", folder / "CaptureService.exe");
+  Place(ProgramFolder() / "doubles" / "sentry.dll", folder / "sentry.dll");
+  PlaceLibrary(options.library, folder);
+  if (!options.other_library.empty()) {
+    const std::filesystem::path other = folder / options.other_library;
+    std::filesystem::create_directories(other.parent_path());
+    Place(ProgramFolder() / "doubles" / "gsdk.dll", other);
+  }
+  WriteText(folder / "script.json", options.script.dump());
+  return {{L"GSDK_DOUBLE_SCRIPT", (folder / "script.json").wstring()},
+          {L"GSDK_DOUBLE_LOG", (folder / "calls.jsonl").wstring()},
+          {L"RECORDING_SENTRY_LOG", (folder / "reports.jsonl").wstring()}};
+}
+
 ServiceRun::ServiceRun(RunOptions options)
     : options_(std::move(options)),
       call_log_path_(folder_.Path() / "calls.jsonl"),
       report_log_path_(folder_.Path() / "reports.jsonl") {
-  const std::filesystem::path program = folder_.Path() / "CaptureService.exe";
-  Place(ProgramFolder() / "CaptureService.exe", program);
-  Place(ProgramFolder() / "doubles" / "sentry.dll", folder_.Path() / "sentry.dll");
-  PlaceLibrary(options_.library, folder_.Path());
-  if (!options_.other_library.empty()) {
-    const std::filesystem::path other = folder_.Path() / options_.other_library;
-    std::filesystem::create_directories(other.parent_path());
-    Place(ProgramFolder() / "doubles" / "gsdk.dll", other);
-  }
-  WriteText(folder_.Path() / "script.json", options_.script.dump());
-
+  std::map<std::wstring, std::wstring> variables = PlaceService(options_, folder_.Path());
   pipe_ = std::make_unique<HostPipe>(options_.pipe_mode, options_.pipe_buffer_bytes);
   ProcessStart start = {
-      .program = program,
+      .program = folder_.Path() / "CaptureService.exe",
       .arguments = options_.arguments.value_or(std::vector<std::wstring>{pipe_->Path()}),
       .folder = options_.working_folder,
       .variables = options_.variables};
   start.arguments.insert(start.arguments.end(), options_.more_arguments.begin(),
                          options_.more_arguments.end());
-  start.variables.emplace(L"GSDK_DOUBLE_SCRIPT", (folder_.Path() / "script.json").wstring());
-  start.variables.emplace(L"GSDK_DOUBLE_LOG", call_log_path_.wstring());
-  start.variables.emplace(L"RECORDING_SENTRY_LOG", report_log_path_.wstring());
+  start.variables.merge(variables);
   process_ = std::make_unique<ChildProcess>(start);
   if (options_.arguments) return;
   if (!pipe_->WaitForConnection(kLimit)) {

@@ -46,6 +46,11 @@ struct RunOptions {
   std::filesystem::path working_folder = {};  // empty: the test's own
 };
 
+// Puts the service's program and the libraries that the options name into `folder`, and the script.
+// Returns the variables that the libraries want, whose logs are to lie in the folder.
+std::map<std::wstring, std::wstring> PlaceService(const RunOptions& options,
+                                                  const std::filesystem::path& folder);
+
 class ServiceRun {
  public:
   // Puts the files in place, creates the pipe and starts the service; with a pipe path of its own
