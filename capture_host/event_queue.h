@@ -8,7 +8,7 @@
 #include <utility>
 #include <variant>
 
-#include "capture_host/service.h"
+#include "capture_host/events.h"
 
 namespace capture_host {
 

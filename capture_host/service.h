@@ -15,6 +15,7 @@
 
 #include "capture_host/answers.h"
 #include "capture_host/error.h"
+#include "capture_host/events.h"
 #include "capture_host/exit_status.h"
 #include "capture_host/messages.h"
 #include "capture_host/pending_clips.h"
@@ -34,24 +35,6 @@ struct ServiceLaunch {
   // Of the log lines that nobody has taken with NextEvent, the newest ones are kept, so that a
   // service that floods does not fill the memory. Clip answers and the end are always kept.
   std::size_t most_kept_lines = 10'000;
-};
-
-// How a service ended.
-struct ServiceEnd {
-  std::uint32_t exit_status = 0;
-  ExitMeaning meaning;                   // of the status
-  bool asked_to_end = false;             // by RequestEnd or Close
-  bool killed = false;                   // it did not end by itself; the status is then 1
-  std::string fault;                     // what was wrong with what it sent; empty for nothing
-  std::chrono::milliseconds ran_for{0};  // since it had connected
-};
-
-// Something that the service said, or its end.
-struct Event {
-  std::string text;               // the message as it came; empty for the end
-  Answer answer;                  // the same read into a structure
-  std::optional<ServiceEnd> end;  // set for the end, after which nothing comes
-  std::size_t lost_lines = 0;     // log lines left out before this event, see NextEvent
 };
 
 // Called on the library's own thread, one event at a time, in order. Must not throw, and must not
