@@ -9,6 +9,8 @@
 namespace capture_host {
 namespace {
 
+using capture_service::ErrorCode;
+
 enum class Restart { kPointless, kWorthwhile };
 
 struct Explanation {
@@ -18,67 +20,77 @@ struct Explanation {
   std::string_view advice;
 };
 
+constexpr std::uint32_t Status(ErrorCode failure) {
+  return static_cast<std::uint32_t>(ErrorNumber(failure));
+}
+
 constexpr std::string_view kReadItsLines = "Read the last lines that it sent.";
 constexpr std::string_view kReadTheLibrarysLines =
     "Read the capture library's last lines; the graphics driver may be at fault.";
 constexpr std::string_view kReplaceLibrary = "Put the gsdk.dll that belongs to it beside it.";
 constexpr std::string_view kInstallAgain = "Install it again.";
 
-// clang-format off
 constexpr std::array kExplanations = std::to_array<Explanation>({
     {0, Restart::kPointless, "It ended in good order.", ""},
     {1, Restart::kPointless, "It was started without a command line.",
      "Pass the pipe's path as the first argument."},
     {2, Restart::kPointless, "A file is missing: its pipe is gone.",
      "Create the pipe before the service is started."},
-    {3, Restart::kWorthwhile, "It cannot list the audio devices.",
-     "Look whether Windows' sound works."},
-    {4, Restart::kPointless, "The capture library's list of audio devices cannot be read.",
-     kReplaceLibrary},
-    {5, Restart::kWorthwhile, "No video arrived after the start, also after five restarts.",
+    {Status(ErrorCode::GSDKBadAudioInput), Restart::kWorthwhile,
+     "It cannot list the audio devices.", "Look whether Windows' sound works."},
+    {Status(ErrorCode::CannotParseAudioDeviceData), Restart::kPointless,
+     "The capture library's list of audio devices cannot be read.", kReplaceLibrary},
+    {Status(ErrorCode::NoRecordingPacketsSinceStartup), Restart::kWorthwhile,
+     "No video arrived after the start, also after five restarts.",
      "See that the game shows a picture, and try another recording mode."},
-    {6, Restart::kWorthwhile, "Video stopped arriving, also after five restarts.",
+    {Status(ErrorCode::NoRecordingPacketsWithinTimeout), Restart::kWorthwhile,
+     "Video stopped arriving, also after five restarts.",
      "See that the game still shows a picture."},
-    {7, Restart::kPointless, "Settings are missing.",
+    {Status(ErrorCode::BadRecorderSettings), Restart::kPointless, "Settings are missing.",
      "Send each of the settings that its lines name."},
-    {8, Restart::kPointless, "Game mode needs game_pid or game_hwnd.", "Send one of them."},
-    {9, Restart::kWorthwhile, "The capture library cannot create a session.",
-     kReadTheLibrarysLines},
-    {10, Restart::kPointless, "recording_mode is not 1 (monitor), 2 (game) or 3 (window).",
-     "Send one of the three."},
-    {11, Restart::kPointless, "The capture library does not take the kind of video input.",
-     "Try another recording mode."},
-    {12, Restart::kWorthwhile, "The capture library cannot list the monitors.",
-     kReadTheLibrarysLines},
-    {13, Restart::kPointless, "The capture library's list of monitors cannot be read.",
-     kReplaceLibrary},
-    {14, Restart::kWorthwhile, "The capture library cannot list the windows.",
-     kReadTheLibrarysLines},
-    {15, Restart::kPointless, "The capture library's list of windows cannot be read.",
-     kReplaceLibrary},
-    {16, Restart::kWorthwhile,
+    {Status(ErrorCode::MissingGamePid), Restart::kPointless,
+     "Game mode needs game_pid or game_hwnd.", "Send one of them."},
+    {Status(ErrorCode::GSDKSessionCreateFailed), Restart::kWorthwhile,
+     "The capture library cannot create a session.", kReadTheLibrarysLines},
+    {Status(ErrorCode::UnknownRecordingMode), Restart::kPointless,
+     "recording_mode is not 1 (monitor), 2 (game) or 3 (window).", "Send one of the three."},
+    {Status(ErrorCode::GSDKSetVideoInputFailed), Restart::kPointless,
+     "The capture library does not take the kind of video input.", "Try another recording mode."},
+    {Status(ErrorCode::GSDKReadMonitorPropertiesFailed), Restart::kWorthwhile,
+     "The capture library cannot list the monitors.", kReadTheLibrarysLines},
+    {Status(ErrorCode::CannotParseMonitorData), Restart::kPointless,
+     "The capture library's list of monitors cannot be read.", kReplaceLibrary},
+    {Status(ErrorCode::GSDKReadWindowPropertiesFailed), Restart::kWorthwhile,
+     "The capture library cannot list the windows.", kReadTheLibrarysLines},
+    {Status(ErrorCode::CannotParseWindowData), Restart::kPointless,
+     "The capture library's list of windows cannot be read.", kReplaceLibrary},
+    {Status(ErrorCode::FailedToSetVideoInput), Restart::kWorthwhile,
      "The capture library does not take the video input, also after several attempts.",
      "See that the game's window is not minimised."},
-    {17, Restart::kWorthwhile, "The capture library cannot start the session.",
-     kReadTheLibrarysLines},
-    {18, Restart::kPointless, "The game could not be hooked, also after five restarts.",
+    {Status(ErrorCode::GSDKSessionStartFailed), Restart::kWorthwhile,
+     "The capture library cannot start the session.", kReadTheLibrarysLines},
+    {Status(ErrorCode::GSDKHookInjectRetry), Restart::kPointless,
+     "The game could not be hooked, also after five restarts.",
      "Record its window or its monitor instead."},
-    {19, Restart::kPointless,
+    {Status(ErrorCode::BadRecordingMode), Restart::kPointless,
      "recording_mode was not 1, 2 or 3 any more when the session existed.",
      "Send one of the three."},
-    {20, Restart::kPointless, "The window to record is not in the capture library's list.",
+    {Status(ErrorCode::CannotFindWindow), Restart::kPointless,
+     "The window to record is not in the capture library's list.",
      "Send the handle of a visible top-level window."},
-    {21, Restart::kWorthwhile, "The monitor could not be captured any more.",
+    {Status(ErrorCode::GSDKMonitorCaptureFailed), Restart::kWorthwhile,
+     "The monitor could not be captured any more.",
      "Look whether the monitor is switched on and attached."},
-    {22, Restart::kPointless, "No encoder can be opened on this machine.",
+    {Status(ErrorCode::GSDKEncoderNotFound), Restart::kPointless,
+     "No encoder can be opened on this machine.",
      "Update the graphics driver, or ask for a smaller picture."},
     {126, Restart::kPointless, "gsdk.dll or a library that it needs is missing.",
      "Put it beside the service."},
     {193, Restart::kPointless, "gsdk.dll is no library for 64-bit Windows.", kReplaceLibrary},
-    {200, Restart::kWorthwhile,
+    {Status(ErrorCode::GSDKGenericExitError), Restart::kWorthwhile,
      "The capture library ended the recording with an error that has no rule of its own.",
      kReadItsLines},
-    {201, Restart::kWorthwhile,
+    {Status(ErrorCode::JoinThreadError), Restart::kWorthwhile,
      "A thread of the recording did not stop within 10 s, so the service ended itself.",
      "Report it with the capture library's last lines."},
     {231, Restart::kPointless, "Another program has opened its pipe.",
@@ -92,10 +104,9 @@ constexpr std::array kExplanations = std::to_array<Explanation>({
     {0xFFFFFFFF, Restart::kPointless, "The pipe's path on its command line is not valid.",
      "Pass \\\\.\\pipe\\ and a name without separators."},
 });
-// clang-format on
 
 std::string NameOf(std::uint32_t status) {
-  return std::string(ErrorName(static_cast<capture_service::ErrorCode>(status)));
+  return std::string(ErrorName(static_cast<ErrorCode>(status)));
 }
 
 }  // namespace

@@ -58,6 +58,24 @@ std::string EventText(const std::string& name, const Json& value) {
 
 }  // namespace
 
+RecorderSettings DefaultSettings() {
+  return {.audio_samplerate = 48'000,
+          .audio_bitrate = 160'000,
+          .video_fps = 30,
+          .encoding_crf = 23,
+          .video_max_height = 1080,
+          .video_max_width = 1920,
+          .record_length = 8,
+          .recording_mode = static_cast<std::int32_t>(RecordingMode::kWindow),
+          .game_pid = 0,
+          .game_hwnd = 0,
+          .logging_level = 3,
+          .capture_cursor = true,
+          .audio_game = "default",
+          .audio_chat = "none",
+          .audio_input = "none"};
+}
+
 std::string ReportingMessage(const ReportingSettings& settings) {
   return Json(Json::object{{"startglimra_sentrysettings",
                             Json::object{{"sentry_env", settings.environment},

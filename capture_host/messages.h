@@ -15,6 +15,11 @@ using capture_service::RecorderSettings;
 using capture_service::RecordingMode;
 using capture_service::ReportingSettings;
 
+// Settings with which a recording starts once the game is named: 30 pictures a second, at most
+// 1920x1080, the last 8 seconds, the game's window with the cursor, and the sound of the default
+// device.
+RecorderSettings DefaultSettings();
+
 std::string ReportingMessage(const ReportingSettings& settings);
 
 // Carries the numbers that are not 0 and the texts that are not empty, which leaves the others as

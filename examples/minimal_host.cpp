@@ -24,19 +24,10 @@ int wmain(int argc, wchar_t** argv) {
   const auto service = capture_host::Service::Start({.program = argv[1]}, {}, error);
   if (!service) return Fail(Describe(error));
 
-  capture_host::RecorderSettings settings;
-  settings.recording_mode = 2;  // the game
+  capture_host::RecorderSettings settings = capture_host::DefaultSettings();
+  settings.recording_mode = static_cast<int>(capture_host::RecordingMode::kGame);
   settings.game_pid = std::wcstol(argv[2], nullptr, 10);
   settings.record_length = 5;  // seconds
-  settings.video_fps = 30;
-  settings.video_max_width = 1920;
-  settings.video_max_height = 1080;
-  settings.encoding_crf = 23;
-  settings.audio_samplerate = 48'000;
-  settings.audio_bitrate = 160'000;
-  settings.audio_game = "default";
-  settings.audio_chat = settings.audio_input = "none";
-  settings.logging_level = 3;
   if (const auto failure = service->Configure(settings)) return Fail(Describe(*failure));
   if (const auto failure = service->RestartRecording()) return Fail(Describe(*failure));
 

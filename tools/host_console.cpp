@@ -36,32 +36,13 @@ constexpr int kMisused = 2;
 
 std::int32_t ModeNumber(RecordingMode mode) { return static_cast<std::int32_t>(mode); }
 
-// What a person gets who asks for nothing else.
-RecorderSettings DefaultSettings() {
-  return {.audio_samplerate = 48'000,
-          .audio_bitrate = 160'000,
-          .video_fps = 30,
-          .encoding_crf = 23,
-          .video_max_height = 1080,
-          .video_max_width = 1920,
-          .record_length = 8,
-          .recording_mode = ModeNumber(RecordingMode::kWindow),
-          .game_pid = 0,
-          .game_hwnd = 0,
-          .logging_level = 3,
-          .capture_cursor = true,
-          .audio_game = "default",
-          .audio_chat = "none",
-          .audio_input = "none"};
-}
-
 struct Options {
   std::string service;
   std::string library;
   std::string journal;
   std::string progress = "auto";
 
-  RecorderSettings settings = DefaultSettings();
+  RecorderSettings settings = capture_host::DefaultSettings();
   WindowQuery window;
   int window_limit_s = 10;
   bool hide_cursor = false;

@@ -5,10 +5,14 @@
 
 #include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace capture_host {
 namespace {
+
+using capture_service::RecorderSetting;
+using capture_service::RecorderSettingsTable;
 
 std::string MistakeOf(const std::vector<std::string>& assignments) {
   try {
@@ -68,17 +72,42 @@ TEST(Settings, OnlyTheCursorIsCarriedWhenNothingIsSet) {
             R"({"recorder_settings": {"capture_cursor": false}})");
 }
 
-// What the service reads is what the host set.
-TEST(Settings, TheServiceReadsWhatTheHostSet) {
-  RecorderSettings settings;
-  settings.video_fps = 60;
-  settings.audio_input = "microphone \"two\"";
-  const auto message = capture_service::ReadHostMessage(SettingsMessage(settings));
-  ASSERT_TRUE(message && message->settings);
-  EXPECT_EQ(message->settings->video_fps, 60);
-  EXPECT_EQ(message->settings->audio_input, "microphone \"two\"");
-  EXPECT_EQ(message->settings->record_length, 0);
-  EXPECT_FALSE(message->settings->capture_cursor);
+RecorderSettings Read(const std::string& message) {
+  return capture_service::ReadHostMessage(message).value().settings.value();
+}
+
+TEST(Settings, TheServiceReadsWhatTheHostSent) {
+  const RecorderSettings sent = DefaultSettings();
+  const RecorderSettings received = Read(SettingsMessage(sent));
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    std::visit([&](auto member) { EXPECT_EQ(received.*member, sent.*member) << setting.key; },
+               setting.member);
+  }
+}
+
+TEST(Settings, DefaultsLackNothingThatASessionNeeds) {
+  const RecorderSettings settings = DefaultSettings();
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    if (!setting.needed) continue;
+    EXPECT_NE(settings.*std::get<std::int32_t RecorderSettings::*>(setting.member), 0)
+        << setting.key;
+  }
+}
+
+TEST(Settings, EachCanBeTypedByItsName) {
+  for (const RecorderSetting& setting : RecorderSettingsTable) {
+    const std::string message =
+        SettingsMessage(std::vector<std::string>{std::string(setting.key) + "=1"});
+    const RecorderSettings received = Read(message);
+    EXPECT_EQ(message.find(setting.key), std::string(R"({"recorder_settings": {")").size());
+    if (const auto* number = std::get_if<std::int32_t RecorderSettings::*>(&setting.member)) {
+      EXPECT_EQ(received.**number, 1) << setting.key;
+    } else if (const auto* flag = std::get_if<bool RecorderSettings::*>(&setting.member)) {
+      EXPECT_TRUE(received.**flag) << setting.key;
+    } else {
+      EXPECT_EQ(received.*std::get<std::string RecorderSettings::*>(setting.member), "1");
+    }
+  }
 }
 
 TEST(Settings, WordsAreCarriedAsTheyAre) {
