@@ -1,7 +1,8 @@
 """Checks scripts/with_sound: what its sound server offers, and that nothing of it stays behind."""
 
+import contextlib
+import glob
 import os
-import signal
 import subprocess
 import unittest
 
@@ -12,23 +13,38 @@ def with_sound(*arguments, **options):
     return subprocess.run([WITH_SOUND, *arguments], capture_output=True, text=True, **options)
 
 
-def is_alive(process_id):
-    try:
-        with open(f"/proc/{process_id}/stat") as stat:
-            return stat.read().rsplit(")", 1)[1].split()[0] != "Z"
-    except FileNotFoundError:
-        return False
+def start(*arguments):
+    return subprocess.Popen([WITH_SOUND, *arguments], stdin=subprocess.PIPE,
+                            stdout=subprocess.PIPE, text=True)
+
+
+def processes():
+    """The name and the parent of every process that runs, by its id."""
+    found = {}
+    for stat in glob.glob("/proc/[0-9]*/stat"):
+        with contextlib.suppress(OSError), open(stat) as file:
+            number, rest = file.read().split(" (", 1)
+            name, fields = rest.rsplit(") ", 1)
+            state, parent = fields.split()[:2]
+            if state != "Z":
+                found[int(number)] = (name, int(parent))
+    return found
 
 
 class WithSound(unittest.TestCase):
-    # Tells its server's folder and process.
-    TELL = ('echo "$(dirname "${PULSE_SERVER#unix:}")";'
-            ' pgrep -f "[-]F $(dirname "${PULSE_SERVER#unix:}")/"; ')
+    def server_of(self, launcher):
+        """The folder and the process of a server; its command tells the socket first."""
+        folder = os.path.dirname(launcher.stdout.readline().strip().removeprefix("unix:"))
+        self.assertTrue(os.path.isdir(folder))
+        servers = [number for number, process in processes().items()
+                   if process == ("pulseaudio", launcher.pid)]
+        self.assertEqual(len(servers), 1)
+        return folder, servers[0]
 
-    def assert_gone(self, told):
-        folder, process_id = told.split()[:2]
+    def assert_gone(self, server):
+        folder, number = server
         self.assertFalse(os.path.exists(folder))
-        self.assertFalse(is_alive(int(process_id)))
+        self.assertNotIn(number, processes())
 
     def test_plays_to_the_first_output_and_hears_the_last_one(self):
         result = with_sound("speakers", "chat", "microphone", "--", "sh", "-c",
@@ -55,31 +71,34 @@ class WithSound(unittest.TestCase):
         self.assertEqual((result.stdout, result.returncode), ("through", 7))
 
     def test_ends_with_a_command_that_fails(self):
-        result = with_sound("speakers", "--", "sh", "-c", self.TELL + "exit 1")
-        self.assertEqual(result.returncode, 1)
-        self.assert_gone(result.stdout)
+        with start("speakers", "--", "sh", "-c",
+                   'echo "$PULSE_SERVER"; read -r line; exit 1') as launcher:
+            server = self.server_of(launcher)
+            launcher.communicate("\n")
+        self.assertEqual(launcher.returncode, 1)
+        self.assert_gone(server)
 
     def test_ends_with_its_command_when_it_is_terminated(self):
-        launcher = subprocess.Popen([WITH_SOUND, "speakers", "--", "sh", "-c",
-                                     self.TELL + "echo $$; exec sleep 60"],
-                                    stdout=subprocess.PIPE, text=True)
-        told = "".join(launcher.stdout.readline() for _ in range(3))
-        launcher.send_signal(signal.SIGTERM)
-        self.assertEqual(launcher.wait(timeout=20), 143)
-        launcher.stdout.close()
-        self.assert_gone(told)
-        self.assertFalse(is_alive(int(told.split()[2])))
+        with start("speakers", "--", "sh", "-c",
+                   'echo "$PULSE_SERVER"; echo "$$"; exec sleep 60') as launcher:
+            server = self.server_of(launcher)
+            command = int(launcher.stdout.readline())
+            self.assertIn(command, processes())
+            launcher.terminate()
+            self.assertEqual(launcher.wait(timeout=20), 143)
+        self.assert_gone(server)
+        self.assertNotIn(command, processes())
 
     def test_runs_several_at_a_time(self):
-        launchers = [subprocess.Popen([WITH_SOUND, f"output{number}", "--", "sh", "-c",
-                                       "pactl get-default-sink; read -r line"],
-                                      stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-                     for number in range(3)]
-        # All of them run when the last one has answered.
-        self.assertEqual([launcher.stdout.readline() for launcher in launchers],
-                         [f"output{number}\n" for number in range(3)])
-        for launcher in launchers:
-            launcher.communicate("\n")
+        with contextlib.ExitStack() as stack:
+            launchers = [stack.enter_context(start(f"output{number}", "--", "sh", "-c",
+                                                   "pactl get-default-sink; read -r line"))
+                         for number in range(3)]
+            # All of them run when the last one has answered.
+            self.assertEqual([launcher.stdout.readline() for launcher in launchers],
+                             [f"output{number}\n" for number in range(3)])
+            for launcher in launchers:
+                launcher.communicate("\n")
 
     def test_refuses_a_name_that_the_server_would_misread(self):
         result = with_sound("a=b", "--", "true")
