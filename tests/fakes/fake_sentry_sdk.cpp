@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cwchar>
+#include <functional>
 #include <json11.hpp>
 #include <map>
 #include <mutex>
@@ -26,6 +27,7 @@ struct Sentry {
   std::uint64_t last_value = 0;
   std::map<std::uint64_t, Json> values;  // those that nobody has taken over
   int init_result = 0;
+  std::map<std::string, std::function<void()>> actions;
 };
 
 Sentry& TheSentry() {
@@ -52,6 +54,19 @@ Json Take(sentry_value_t value) {
   return sentry.values.extract(value._bits).mapped();
 }
 
+// Records a call, whose line begins with the function's name, and runs its action.
+void RecordCall(const std::string& line) {
+  Record(line);
+  std::function<void()> action;
+  {
+    Sentry& sentry = TheSentry();
+    const std::lock_guard lock(sentry.mutex);
+    const auto found = sentry.actions.find(line.substr(0, line.find(' ')));
+    if (found != sentry.actions.end()) action = found->second;
+  }
+  if (action) action();
+}
+
 // The paths of the service are plain ASCII.
 std::string Narrow(const wchar_t* text) {
   std::string narrow(std::wcslen(text), '?');
@@ -73,12 +88,19 @@ void ResetSentry() {
   const std::lock_guard lock(sentry.mutex);
   sentry.values.clear();
   sentry.init_result = 0;
+  sentry.actions.clear();
 }
 
 void SetSentryInitResult(int result) {
   Sentry& sentry = TheSentry();
   const std::lock_guard lock(sentry.mutex);
   sentry.init_result = result;
+}
+
+void OnSentryCall(const std::string& function, std::function<void()> action) {
+  Sentry& sentry = TheSentry();
+  const std::lock_guard lock(sentry.mutex);
+  sentry.actions[function] = std::move(action);
 }
 
 std::size_t LiveSentryValues() {
@@ -103,39 +125,39 @@ std::string EventLine(const std::string& type, const std::string& value) {
 }  // namespace core_test
 
 sentry_options_t* sentry_options_new() {
-  Record("sentry_options_new");
+  RecordCall("sentry_options_new");
   return new sentry_options_t;
 }
 
 void sentry_options_set_dsn(sentry_options_t* /*options*/, const char* dsn) {
-  Record("sentry_options_set_dsn " + Quoted(dsn));
+  RecordCall("sentry_options_set_dsn " + Quoted(dsn));
 }
 
 void sentry_options_set_environment(sentry_options_t* /*options*/, const char* environment) {
-  Record("sentry_options_set_environment " + Quoted(environment));
+  RecordCall("sentry_options_set_environment " + Quoted(environment));
 }
 
 void sentry_options_set_max_breadcrumbs(sentry_options_t* /*options*/, std::size_t count) {
-  Record("sentry_options_set_max_breadcrumbs " + std::to_string(count));
+  RecordCall("sentry_options_set_max_breadcrumbs " + std::to_string(count));
 }
 
 void sentry_options_set_handler_pathw(sentry_options_t* /*options*/, const wchar_t* path) {
-  Record("sentry_options_set_handler_pathw " + Quoted(Narrow(path)));
+  RecordCall("sentry_options_set_handler_pathw " + Quoted(Narrow(path)));
 }
 
 void sentry_options_set_sample_rate(sentry_options_t* /*options*/, double rate) {
   char bits[24];
   std::snprintf(bits, sizeof(bits), "0x%016llX",
                 static_cast<unsigned long long>(std::bit_cast<std::uint64_t>(rate)));
-  Record("sentry_options_set_sample_rate " + std::string(bits));
+  RecordCall("sentry_options_set_sample_rate " + std::string(bits));
 }
 
 void sentry_options_set_database_pathw(sentry_options_t* /*options*/, const wchar_t* path) {
-  Record("sentry_options_set_database_pathw " + Quoted(Narrow(path)));
+  RecordCall("sentry_options_set_database_pathw " + Quoted(Narrow(path)));
 }
 
 int sentry_init(sentry_options_t* options) {
-  Record("sentry_init");
+  RecordCall("sentry_init");
   delete options;
   Sentry& sentry = TheSentry();
   const std::lock_guard lock(sentry.mutex);
@@ -143,14 +165,14 @@ int sentry_init(sentry_options_t* options) {
 }
 
 int sentry_shutdown() {
-  Record("sentry_shutdown");
+  RecordCall("sentry_shutdown");
   return 0;
 }
 
-void sentry_set_user(sentry_value_t user) { Record("sentry_set_user " + Take(user).dump()); }
+void sentry_set_user(sentry_value_t user) { RecordCall("sentry_set_user " + Take(user).dump()); }
 
 void sentry_set_tag(const char* name, const char* value) {
-  Record("sentry_set_tag " + std::string(name) + " " + Quoted(value));
+  RecordCall("sentry_set_tag " + std::string(name) + " " + Quoted(value));
 }
 
 sentry_value_t sentry_value_new_object() { return NewValue(Json::object{}); }
@@ -171,17 +193,17 @@ sentry_value_t sentry_value_new_breadcrumb(const char* type, const char* message
 }
 
 void sentry_add_breadcrumb(sentry_value_t breadcrumb) {
-  Record("sentry_add_breadcrumb " + Take(breadcrumb).dump());
+  RecordCall("sentry_add_breadcrumb " + Take(breadcrumb).dump());
 }
 
 sentry_value_t sentry_value_new_event() { return NewValue(Json::object{}); }
 
 void sentry_event_value_add_stacktrace(sentry_value_t event, void** addresses, std::size_t count) {
-  Record("sentry_event_value_add_stacktrace " + Peek(event).dump() + " " +
-         (addresses == nullptr ? "null" : "addresses") + " " + std::to_string(count));
+  RecordCall("sentry_event_value_add_stacktrace " + Peek(event).dump() + " " +
+             (addresses == nullptr ? "null" : "addresses") + " " + std::to_string(count));
 }
 
 sentry_uuid_t sentry_capture_event(sentry_value_t event) {
-  Record("sentry_capture_event " + Take(event).dump());
+  RecordCall("sentry_capture_event " + Take(event).dump());
   return {};
 }

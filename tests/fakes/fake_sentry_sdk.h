@@ -3,15 +3,19 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace core_test {
 
-// Forgets all values and lets sentry_init succeed.
+// Forgets all values and actions and lets sentry_init succeed.
 void ResetSentry();
 
 // What sentry_init returns from now on.
 void SetSentryInitResult(int result);
+
+// Makes every call of this function that has a line run `action` after its line.
+void OnSentryCall(const std::string& function, std::function<void()> action);
 
 // Values that were made and not handed over to anybody.
 std::size_t LiveSentryValues();

@@ -5,8 +5,11 @@
 #include <thread>
 
 #include "gsdk/capture_library.h"
+#include "recording/session_start.h"
 #include "recording/session_state.h"
+#include "recording/worker_stop.h"
 #include "tests/unit/core_fixture.h"
+#include "tests/unit/session_transcript.h"
 
 namespace core_test {
 namespace {
@@ -29,6 +32,13 @@ std::string DumpLine(const std::string& path) {
 std::string FailureAnswer(const std::string& id, const std::string& error) {
   return TextToHost("{\"clip\": {\"error\": " + Quoted(error) + ", \"id\": " + Quoted(id) +
                     ", \"succeeded\": false}}");
+}
+
+// Of a dump without figures.
+std::string SuccessAnswer(const std::string& id) {
+  return TextToHost(R"({"clip": {"audio_drop": 0, "captured_from_hdr": false, "duration": 0, )"
+                    R"("id": ")" +
+                    id + R"(", "last_ts": "0", "succeeded": true, "video_drop": 0}})");
 }
 
 TEST_F(ClipDumpTest, RequestBeforeAnySessionLeavesTheDiskAlone) {
@@ -109,14 +119,25 @@ TEST_F(ClipDumpTest, ThreadServesRequestsOneByOneInTheirOrder) {
   EnqueueClipRequest({.filepath = "leave", .id = ""});
   clip_thread.join();
 
-  const auto success = [](const std::string& id) {
-    return TextToHost(R"({"clip": {"audio_drop": 0, "captured_from_hdr": false, "duration": 0, )"
-                      R"("id": ")" +
-                      id + R"(", "last_ts": "0", "succeeded": true, "video_drop": 0}})");
-  };
-  EXPECT_EQ(TakeRecorded(),
-            (Lines{DumpLine("first"), "first dump ends", success("1"), DumpLine("during the first"),
-                   success("3"), DumpLine("second"), success("2"), DumpLine("leave")}));
+  EXPECT_EQ(TakeRecorded(), (Lines{DumpLine("first"), "first dump ends", SuccessAnswer("1"),
+                                   DumpLine("during the first"), SuccessAnswer("3"),
+                                   DumpLine("second"), SuccessAnswer("2"), DumpLine("leave")}));
+}
+
+TEST_F(ClipDumpTest, RecorderMayBeDestroyedUnderADump) {
+  SetUpGame();
+  StartRecordingSession();
+  TakeRecorded();
+  Fake().OnCall("gsdk_recorder_dump", 1, [] {
+    std::thread([] { StopWorkers(); }).join();
+    Record("the dump goes on");
+  });
+  ServeClipRequest({.filepath = "a", .id = "1"});
+  ServeClipRequest({.filepath = "b", .id = "2"});
+  EXPECT_EQ(TakeRecorded(), Concat({{DumpLine("a")},
+                                    DestructionLines(),
+                                    {"the dump goes on", SuccessAnswer("1"),
+                                     FailureAnswer("2", "recorder not initialized")}}));
 }
 
 TEST_F(ClipDumpTest, LibraryStaysLoadedDuringADump) {

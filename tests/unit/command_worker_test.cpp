@@ -1,7 +1,9 @@
 #include "service/command_worker.h"
 
 #include <chrono>
+#include <csignal>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -43,6 +45,8 @@ class CommandWorkerTest : public CoreTest {
   }
 };
 
+using CommandWorkerDeathTest = CommandWorkerTest;
+
 TEST_F(CommandWorkerTest, RestartWaitIsThreeSeconds) { EXPECT_EQ(kRestartWait, 3'000'000'000ns); }
 
 TEST_F(CommandWorkerTest, SetFlagEndsTheWorkerBeforeAnyCommand) {
@@ -82,6 +86,28 @@ TEST_F(CommandWorkerTest, StartThatRunsDuringTheStopIsFinishedAndTornDown) {
                            AudioBindingLines(), PropertiesLines(), RecorderLines(), StartLines(),
                            DestructionLines()}));
   EXPECT_EQ(Session().session, nullptr);
+}
+
+TEST_F(CommandWorkerTest, ExceptionOutOfACommandLeavesTheWorkerAndTheCommandsBehindIt) {
+  SetUpGame();
+  Fake().OnCall("gsdk_session_start", 1, [] { throw std::runtime_error("from the library"); });
+  Push(CommandType::kRestart);
+  Push(CommandType::kUpdateSettings, FrameRate(30));
+  EXPECT_THROW(CommandWorker(0ns), std::runtime_error);
+  EXPECT_EQ(TakeCommandTypes(), (std::vector<int>{3}));
+  EXPECT_EQ(Session().session, nullptr);
+}
+
+TEST_F(CommandWorkerDeathTest, ExceptionOutOfACommandEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  SetUpGame();
+  Fake().OnCall("gsdk_session_start", 1, [] { throw std::runtime_error("from the library"); });
+  EXPECT_EXIT(
+      {
+        Push(CommandType::kRestart);
+        std::thread(CommandWorker, 0ns).join();
+      },
+      ::testing::KilledBySignal(SIGABRT), "from the library");
 }
 
 TEST_F(CommandWorkerTest, SettingsBeforeTheRestartCount) {

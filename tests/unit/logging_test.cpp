@@ -79,6 +79,14 @@ TEST_F(LoggingWithReportingTest, EventsExceptionIsOneObject) {
                    R"("value": "message"}})"}));
 }
 
+TEST_F(LoggingWithReportingTest, ReportingThatEndsAfterTheEventLeavesOutItsBreadcrumb) {
+  OnSentryCall("sentry_capture_event", [] { ErrorReportingEnabled = false; });
+  LogFailure(ErrorCode::BadRecorderSettings, "x", ReportAs::kErrorEvent);
+  EXPECT_EQ(TakeRecorded(),
+            (Lines{FailureToHost("x"), StacktraceLine("Error 7 BadRecorderSettings", "x"),
+                   EventLine("Error 7 BadRecorderSettings", "x")}));
+}
+
 TEST_F(LoggingWithReportingTest, NameOutsideTheTableHasNoNumber) {
   LogFailure("RecorderSettings", "x", ReportAs::kErrorEvent);
   EXPECT_EQ(TakeRecorded(),

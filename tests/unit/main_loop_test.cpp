@@ -7,6 +7,7 @@
 #include "diagnostics/error_reporting.h"
 #include "protocol/command_queue.h"
 #include "protocol/message_queue.h"
+#include "protocol/service_requests.h"
 #include "recording/clip_dump.h"
 #include "service/stop.h"
 #include "tests/unit/core_fixture.h"
@@ -108,6 +109,18 @@ TEST_F(MainLoopTest, DieMayBeNegativeAndTheFirstOneEndsTheLoop) {
   Inbound(R"({"event": {"die": 5}})");
   Run();
   EXPECT_EQ(state_.exit_code, 0xFFFFFFFFU);
+}
+
+TEST_F(MainLoopTest, OwnDieComesAfterTheHostsMessagesBeforeIt) {
+  Inbound(R"({"recorder_settings": {"video_fps": 30}})");
+  Inbound(R"({"event": {"change_audio": true}})");
+  PostDieEvent(20U);
+  Inbound(R"({"event": {"restart": true}})");
+  Run();
+  EXPECT_EQ(state_.exit_code, 20U);
+  EXPECT_EQ(TakeCommandTypes(), (std::vector<int>{3, 2, 0}));
+  EXPECT_EQ(LeftOver(),
+            (Lines{"SignalStopEvent", R"(to self: {"event": {"restart": true}})", "to self: {}"}));
 }
 
 TEST_F(MainLoopTest, EventsQueueTheirCommands) {
