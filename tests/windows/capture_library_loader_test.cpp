@@ -7,10 +7,19 @@
 
 #include <array>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
+#include <string>
+
+#include "tests/windows/replaced_import.h"
+
+REPLACEABLE_IMPORT(L"kernel32.dll", GetModuleFileNameW)
+REPLACEABLE_IMPORT(L"kernel32.dll", LoadLibraryExW)
 
 namespace capture_service {
 namespace {
+
+using windows_test::ReplacedImport;
 
 std::filesystem::path OwnFolder() {
   std::array<wchar_t, MAX_PATH> path{};
@@ -35,6 +44,56 @@ TEST(LoadCaptureLibraryModule, TakesARelativePathFromTheExecutablesFolder) {
 
 TEST(LoadCaptureLibraryModule, LoadsAnAbsolutePathAsItStands) {
   EXPECT_TRUE(LoadCaptureLibraryModule(OwnFolder() / L"doubles" / L"gsdk.dll"));
+}
+
+TEST(LoadCaptureLibraryModule, LoadsADevicePathAsItStands) {
+  const std::wstring path = L"\\\\?\\" + (OwnFolder() / L"doubles" / L"gsdk.dll").native();
+  EXPECT_TRUE(LoadCaptureLibraryModule(path)) << GetLastError();
+}
+
+TEST(LoadCaptureLibraryModule, FindsWhatTheLibraryNeedsBesideTheLibrary) {
+  const std::shared_ptr<void> module =
+      LoadCaptureLibraryModule(L"doubles/with_dependency/gsdk.dll");
+  ASSERT_TRUE(module) << GetLastError();
+  EXPECT_TRUE(IsLoaded(OwnFolder() / L"doubles" / L"with_dependency" / L"capture_dependency.dll"));
+}
+
+// What Windows was asked to load, as "flags path".
+class LoadRequest : public testing::Test {
+ protected:
+  static std::wstring Asked(const std::wstring& path) {
+    static std::wstring asked;
+    asked.clear();
+    const ReplacedImport load(__imp_LoadLibraryExW,
+                              [](LPCWSTR name, HANDLE /*file*/, DWORD flags) -> HMODULE {
+                                asked += std::to_wstring(flags) + L" " + name;
+                                return nullptr;
+                              });
+    EXPECT_FALSE(LoadCaptureLibraryModule(path));
+    return asked;
+  }
+};
+
+TEST_F(LoadRequest, HasAnAbsolutePathAsItStands) {
+  for (const std::wstring path :
+       {L"C:\\a\\gsdk.dll", L"c:/a/gsdk.dll", L"\\\\server\\share\\gsdk.dll",
+        L"//server/share/gsdk.dll", L"\\/server/share/gsdk.dll", L"\\\\?\\C:\\a\\gsdk.dll",
+        L"\\\\.\\C:\\a\\gsdk.dll"}) {
+    EXPECT_EQ(Asked(path), L"8 " + path);
+  }
+}
+
+TEST_F(LoadRequest, HasAnyOtherPathBehindTheExecutablesFolder) {
+  for (const std::wstring path : {L"gsdk.dll", L"./gsdk.dll", L"a\\gsdk.dll", L"..\\gsdk.dll"}) {
+    EXPECT_EQ(Asked(path), L"8 " + (OwnFolder() / path).native());
+  }
+  EXPECT_EQ(Asked(L"\\a\\gsdk.dll"), L"8 " + OwnFolder().root_name().native() + L"\\a\\gsdk.dll");
+}
+
+TEST_F(LoadRequest, HasTheRelativePathWhenTheExecutableIsUnknown) {
+  const ReplacedImport name(__imp_GetModuleFileNameW,
+                            [](HMODULE, LPWSTR, DWORD) -> DWORD { return 0; });
+  EXPECT_EQ(Asked(L"a\\gsdk.dll"), L"0 a\\gsdk.dll");
 }
 
 TEST(LoadCaptureLibraryModule, SaysWhyThereIsNoModule) {

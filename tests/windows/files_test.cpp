@@ -3,11 +3,16 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <shlobj.h>
+
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "platform/text_encoding.h"
+#include "tests/windows/replaced_import.h"
+
+REPLACEABLE_IMPORT(L"shell32.dll", SHGetFolderPathW)
 
 namespace capture_service {
 namespace {
@@ -59,6 +64,37 @@ TEST(CommonAppDataFolder, IsAnExistingFolderWithoutATrailingSeparator) {
   ASSERT_TRUE(folder);
   EXPECT_TRUE(std::filesystem::is_directory(*folder));
   EXPECT_NE(folder->back(), L'\\');
+}
+
+TEST(CommonAppDataFolder, IsTheOneInUseNotTheDefaultOne) {
+  static HWND asked_window;
+  static int asked_folder;
+  static HANDLE asked_token;
+  static DWORD asked_type;
+  const windows_test::ReplacedImport get(
+      __imp_SHGetFolderPathW,
+      [](HWND window, int folder, HANDLE token, DWORD type, LPWSTR path) -> HRESULT {
+        asked_window = window;
+        asked_folder = folder;
+        asked_token = token;
+        asked_type = type;
+        wcscpy(path, L"X:\\moved");
+        return S_FALSE;
+      });
+  EXPECT_EQ(platform::CommonAppDataFolder(), L"X:\\moved");
+  EXPECT_EQ(asked_window, nullptr);
+  EXPECT_EQ(asked_folder, CSIDL_COMMON_APPDATA);
+  EXPECT_EQ(asked_token, nullptr);
+  EXPECT_EQ(asked_type, DWORD{SHGFP_TYPE_CURRENT});
+}
+
+TEST(CommonAppDataFolder, IsNoneWhenTheShellDoesNotKnowIt) {
+  const windows_test::ReplacedImport get(__imp_SHGetFolderPathW,
+                                         [](HWND, int, HANDLE, DWORD, LPWSTR path) -> HRESULT {
+                                           wcscpy(path, L"X:\\left over");
+                                           return E_FAIL;
+                                         });
+  EXPECT_EQ(platform::CommonAppDataFolder(), std::nullopt);
 }
 
 TEST(TextEncoding, ConvertsBothWays) {

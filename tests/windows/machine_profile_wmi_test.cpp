@@ -119,6 +119,21 @@ TEST_F(CollectWmiProfileTest, AsksForTheThreeClassesInOrder) {
                    }));
 }
 
+TEST_F(CollectWmiProfileTest, ReadsEveryPropertyWithoutFlags) {
+  Collect(Machine());
+
+  std::vector<std::string> calls;
+  std::copy_if(wmi_->calls().begin(), wmi_->calls().end(), std::back_inserter(calls),
+               [](const std::string& call) { return call.starts_with("Get("); });
+  // The order within an object is of no account.
+  std::sort(calls.begin(), calls.end());
+  EXPECT_EQ(calls,
+            (std::vector<std::string>{"Get(AdapterCompatibility, 0)", "Get(AdapterRAM, 0)",
+                                      "Get(DriverVersion, 0)", "Get(Manufacturer, 0)",
+                                      "Get(Name, 0)", "Get(Name, 0)", "Get(OSArchitecture, 0)",
+                                      "Get(PNPDeviceID, 0)", "Get(Version, 0)"}));
+}
+
 TEST_F(CollectWmiProfileTest, ReadsEveryObject) {
   Script script = Machine();
   script.queries[kSystems].objects.push_back({{L"OSArchitecture", L"32-bit"}});

@@ -42,6 +42,14 @@ PipePair OpenPipePair(DWORD type, DWORD buffer_size = 65536) {
 constexpr DWORD kBytes = PIPE_TYPE_BYTE | PIPE_READMODE_BYTE;
 constexpr DWORD kMessages = PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE;
 
+// A pipe whose every read gives one message of the host.
+PipePair OpenMessagePipePair() {
+  PipePair pair = OpenPipePair(kMessages);
+  DWORD mode = PIPE_READMODE_MESSAGE;
+  EXPECT_TRUE(SetNamedPipeHandleState(pair.service.get(), &mode, nullptr, nullptr));
+  return pair;
+}
+
 void HostWrite(const PipePair& pipe, const std::string& bytes) {
   DWORD written = 0;
   ASSERT_TRUE(WriteFile(pipe.host.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
@@ -129,9 +137,7 @@ TEST_F(PipeChannelTest, StopsAtAnAnnouncedLengthOver4096) {
 }
 
 TEST_F(PipeChannelTest, TakesPrefixAndBodyAsSeparateMessages) {
-  PipePair pipe = OpenPipePair(kMessages);
-  DWORD mode = PIPE_READMODE_MESSAGE;
-  ASSERT_TRUE(SetNamedPipeHandleState(pipe.service.get(), &mode, nullptr, nullptr));
+  PipePair pipe = OpenMessagePipePair();
   HostSend(pipe, "text");
   pipe.host.reset();
 
@@ -139,10 +145,32 @@ TEST_F(PipeChannelTest, TakesPrefixAndBodyAsSeparateMessages) {
 }
 
 TEST_F(PipeChannelTest, StopsWhenPrefixAndBodyComeAsOneMessage) {
-  const PipePair pipe = OpenPipePair(kMessages);
-  DWORD mode = PIPE_READMODE_MESSAGE;
-  ASSERT_TRUE(SetNamedPipeHandleState(pipe.service.get(), &mode, nullptr, nullptr));
+  const PipePair pipe = OpenMessagePipePair();
   HostWrite(pipe, Prefix(4) + "text");
+
+  EXPECT_EQ(InboundUntilStop(pipe), Texts{"{}"});
+}
+
+// What a short read leaves in the buffer counts as read.
+TEST_F(PipeChannelTest, TakesAShortReadAsAFullOne) {
+  PipePair pipe = OpenMessagePipePair();
+  HostWrite(pipe, std::string("\5\0", 2));
+  HostWrite(pipe, "first");
+  HostWrite(pipe, Prefix(9));
+  HostWrite(pipe, "shor");
+  HostSend(pipe, "after");
+  pipe.host.reset();
+
+  // The buffer is empty at first; the last letter of "short" is the one of "first".
+  EXPECT_EQ(InboundUntilStop(pipe), (Texts{"first", "short", "after", "{}"}));
+}
+
+TEST_F(PipeChannelTest, StopsAtABodyThatIsLongerThanAnnounced) {
+  PipePair pipe = OpenMessagePipePair();
+  HostWrite(pipe, Prefix(4));
+  HostWrite(pipe, "longer");
+  HostSend(pipe, "after");
+  pipe.host.reset();
 
   EXPECT_EQ(InboundUntilStop(pipe), Texts{"{}"});
 }

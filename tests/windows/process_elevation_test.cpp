@@ -4,6 +4,9 @@
 #include <windows.h>
 
 #include "platform/owned_handle.h"
+#include "tests/windows/replaced_import.h"
+
+REPLACEABLE_IMPORT(L"advapi32.dll", OpenProcessToken)
 
 namespace capture_service {
 namespace {
@@ -93,6 +96,22 @@ TEST(QueryProcessElevation, IsUnknownWithoutTheRightToAsk) {
     GTEST_SKIP() << "this system (Wine) does not ask for the right";
   }
   EXPECT_EQ(QueryProcessElevation(process.get()), "unknown");
+}
+
+TEST(QueryProcessElevation, AsksForNothingButToQueryTheToken) {
+  static HANDLE asked_process;
+  static DWORD asked_rights;
+  static decltype(&OpenProcessToken) system;
+  system = __imp_OpenProcessToken;
+  const windows_test::ReplacedImport open(__imp_OpenProcessToken,
+                                          [](HANDLE process, DWORD rights, HANDLE* token) {
+                                            asked_process = process;
+                                            asked_rights = rights;
+                                            return system(process, rights, token);
+                                          });
+  EXPECT_NE(QueryProcessElevation(GetCurrentProcess()), "unknown");
+  EXPECT_EQ(asked_process, GetCurrentProcess());
+  EXPECT_EQ(asked_rights, DWORD{TOKEN_QUERY});
 }
 
 TEST(QueryProcessElevation, ClosesItsHandles) {

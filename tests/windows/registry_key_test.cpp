@@ -3,14 +3,22 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "tests/windows/replaced_import.h"
 #include "tests/windows/test_registry.h"
+
+REPLACEABLE_IMPORT(L"advapi32.dll", RegOpenKeyExW)
+REPLACEABLE_IMPORT(L"advapi32.dll", RegGetValueW)
 
 namespace capture_service {
 namespace {
 
 using namespace std::string_literals;
+using windows_test::ReplacedImport;
 
 const std::wstring kKey = L"SOFTWARE\\CaptureService registry test";
 
@@ -29,6 +37,41 @@ TEST(OpenMachineKey, IsNullForAMissingKey) {
   EXPECT_EQ(platform::OpenMachineKey(L"SOFTWARE\\CaptureService no such key"), nullptr);
 }
 
+// The system's RegOpenKeyExW, and the rights with which keys were asked for.
+decltype(&RegOpenKeyExW) system_open;
+std::vector<REGSAM> asked_rights;
+
+TEST(OpenMachineKey, LooksIntoTheSixtyFourBitViewWhenItsOwnHasNoKey) {
+  const TemporaryRegistryValue value(kKey, L"Value", RegistryNumber(7));
+  asked_rights.clear();
+  system_open = __imp_RegOpenKeyExW;
+  const ReplacedImport open(
+      __imp_RegOpenKeyExW,
+      [](HKEY root, LPCWSTR path, DWORD options, REGSAM rights, HKEY* key) -> LSTATUS {
+        asked_rights.push_back(rights);
+        if (asked_rights.size() == 1) return ERROR_FILE_NOT_FOUND;
+        return system_open(root, path, options, rights, key);
+      });
+  const platform::OwnedRegistryKey key = platform::OpenMachineKey(kKey);
+  EXPECT_EQ(asked_rights, (std::vector<REGSAM>{KEY_READ, KEY_READ | KEY_WOW64_64KEY}));
+  ASSERT_TRUE(key);
+  EXPECT_EQ(platform::ReadRegistryNumber<std::uint32_t>(key.get(), L"Value"), 7U);
+}
+
+TEST(OpenMachineKey, AsksOnceWhenItsOwnViewHasTheKey) {
+  const TemporaryRegistryValue value(kKey, L"Value", RegistryNumber(7));
+  asked_rights.clear();
+  system_open = __imp_RegOpenKeyExW;
+  const ReplacedImport open(
+      __imp_RegOpenKeyExW,
+      [](HKEY root, LPCWSTR path, DWORD options, REGSAM rights, HKEY* key) -> LSTATUS {
+        asked_rights.push_back(rights);
+        return system_open(root, path, options, rights, key);
+      });
+  EXPECT_TRUE(platform::OpenMachineKey(kKey));
+  EXPECT_EQ(asked_rights, std::vector<REGSAM>{KEY_READ});
+}
+
 TEST(ReadRegistryText, KeepsTheTerminatingZero) {
   EXPECT_EQ(ReadText(RegistryText(L"B\u00f6rd")), L"B\u00f6rd\0"s);
 }
@@ -40,6 +83,44 @@ TEST(ReadRegistryText, OfAnEmptyValueIsTheZeroAlone) {
 TEST(ReadRegistryText, ReadsLongTextsWhole) {
   const std::wstring text(5000, L'x');
   EXPECT_EQ(ReadText(RegistryText(text)), text + L'\0');
+}
+
+// Another program writes the value between the call that asks for its size and the one that reads
+// it.
+class ReadChangingRegistryText : public testing::Test {
+ protected:
+  std::optional<std::wstring> Read(const std::wstring& before, const std::wstring& after) {
+    const TemporaryRegistryValue value(kKey, L"Value", RegistryText(before));
+    const platform::OwnedRegistryKey key = platform::OpenMachineKey(kKey);
+    static int calls;
+    static std::wstring text;
+    static std::unique_ptr<TemporaryRegistryValue> newer;
+    static decltype(&RegGetValueW) system;
+    calls = 0;
+    text = after;
+    system = __imp_RegGetValueW;
+    const ReplacedImport get(__imp_RegGetValueW,
+                             [](HKEY root, LPCWSTR path, LPCWSTR name, DWORD flags, DWORD* type,
+                                void* data, DWORD* size) -> LSTATUS {
+                               if (++calls == 2) {
+                                 newer = std::make_unique<TemporaryRegistryValue>(
+                                     kKey, name, RegistryText(text));
+                               }
+                               return system(root, path, name, flags, type, data, size);
+                             });
+    std::optional<std::wstring> read = platform::ReadRegistryText(key.get(), L"Value");
+    EXPECT_EQ(calls, 2);
+    newer = nullptr;
+    return read;
+  }
+};
+
+TEST_F(ReadChangingRegistryText, HasTheNewLengthOfATextThatGotShorter) {
+  EXPECT_EQ(Read(L"a longer text", L"short"), L"short\0"s);
+}
+
+TEST_F(ReadChangingRegistryText, IsNoneForATextThatGotLonger) {
+  EXPECT_EQ(Read(L"short", L"a longer text"), std::nullopt);
 }
 
 TEST(ReadRegistryText, RefusesOtherTypes) {
