@@ -202,16 +202,46 @@ TEST_F(Clips, ADumpThatNeverEndsDoesNotHoldUpTheEnd) {
 }
 
 TEST_F(Clips, ADumpDuringARestartUsesTheRecorderOfItsTime) {
-  ServiceRun& run = StartRecordingService({.script = Dumps({Json::object{}})}, Settings());
+  // Given a dump that is still under way when its recorder is destroyed and the next one is made
+  ServiceRun& run = StartRecordingService(
+      {.script = Dumps({Json::object{{"wait_file", "go"}, {"duration", 7000000}}, Json::object{}})},
+      Settings());
   run.Send(Clip("a", "1"));
-  EXPECT_TRUE(WaitForAnswers(run, 1));
+  EXPECT_TRUE(run.WaitForCall("gsdk_recorder_dump"));
   run.Send(Restart());
   EXPECT_TRUE(run.WaitForCall("gsdk_session_properties_destroy", 2));
+  EXPECT_EQ(Answers(run), Texts{});
+  // When it comes back
+  run.Touch("go");
+  EXPECT_TRUE(WaitForAnswers(run, 1));
   run.Send(Clip("b", "2"));
   EXPECT_TRUE(WaitForAnswers(run, 2));
   ExpectCleanDie(run);
-  EXPECT_EQ(run.Calls().CallsThatStart("gsdk_recorder_dump"),
-            (Texts{"gsdk_recorder_dump(recorder1, a)", "gsdk_recorder_dump(recorder2, b)"}));
+  // Then it is answered with its figures, and the next dump is one of the new recorder
+  EXPECT_EQ(Answers(run).at(0),
+            R"({"clip": {"audio_drop": 0, "captured_from_hdr": false, "duration": 7, "id": "1", )"
+            R"("last_ts": "0", "succeeded": true, "video_drop": 0}})");
+  Texts calls = run.Calls().Calls();
+  std::erase_if(calls, [](const std::string& call) {
+    return !call.starts_with("gsdk_recorder_dump") && !call.starts_with("gsdk_recorder_create") &&
+           !call.starts_with("gsdk_recorder_destroy");
+  });
+  EXPECT_EQ(calls, (Texts{"gsdk_recorder_create(properties1) = recorder1",
+                          "gsdk_recorder_dump(recorder1, a)", "gsdk_recorder_destroy(recorder1)",
+                          "gsdk_recorder_create(properties2) = recorder2",
+                          "gsdk_recorder_dump(recorder2, b)", "gsdk_recorder_destroy(recorder2)"}));
+}
+
+TEST_F(Clips, ADumpAtTheEndMayLoseItsRecorder) {
+  ServiceRun& run =
+      StartRecordingService({.script = Dumps({Json::object{{"wait_file", "go"}}})}, Settings());
+  run.Send(Clip("a", "1"));
+  EXPECT_TRUE(run.WaitForCall("gsdk_recorder_dump"));
+  run.Send(Die(32));
+  EXPECT_TRUE(run.WaitForCall("gsdk_recorder_destroy"));
+  run.Touch("go");
+  EXPECT_EQ(run.WaitForExit(), 32U);
+  EXPECT_EQ(run.Calls().Imbalances(), Texts{});
 }
 
 TEST_F(Clips, AfterAFailedStartThereIsNoRecorder) {

@@ -108,6 +108,22 @@ TEST_F(Channel, PrefixAndBodyInOneMessageEndTheService) {
   ExpectCleanExit(run, 0);
 }
 
+TEST_F(Channel, ABodyLongerThanAnnouncedEndsTheServiceOnAMessagePipe) {
+  ServiceRun& run = Start({.pipe_mode = PipeMode::kMessage});
+  const std::string text = Die(47).dump();
+  run.Pipe().SendBytes(Prefix(static_cast<std::uint32_t>(text.size())));
+  run.Pipe().SendBytes(text + " ");
+  ExpectCleanExit(run, 0);
+}
+
+TEST_F(Channel, AFrameShorterThanAnnouncedCountsAsItIsOnAMessagePipe) {
+  ServiceRun& run = Start({.pipe_mode = PipeMode::kMessage});
+  // The rest of the buffer has never been written, and ends the text.
+  run.Pipe().SendBytes(Prefix(4096));
+  run.Pipe().SendBytes(Die(48).dump());
+  ExpectCleanExit(run, 48);
+}
+
 TEST_F(Channel, TakesPrefixAndBodyInOneWriteOnABytePipe) {
   ServiceRun& run = Start();
   const std::string text = Die(46).dump();

@@ -207,6 +207,13 @@ TEST_F(ReportingSetUp, TheVersionIsThatOfTheLoadedLibrary) {
   ExpectCleanDie(without);
   EXPECT_EQ(Last(ReportCalls(without, "sentry_set_tag")), TagCall("GsdkVersion", ""));
 
+  ServiceRun& named = Start({.library = LibraryFile::kNoVersion,
+                             .other_library = L"sub\\other.dll",
+                             .more_arguments = {L"sub\\other.dll"}});
+  named.Send(ReportingSettings());
+  ExpectCleanDie(named);
+  EXPECT_EQ(Last(ReportCalls(named, "sentry_set_tag")), TagCall("GsdkVersion", "3.7.12.0"));
+
   ServiceRun& fallen_back = Start({.more_arguments = {L"C:\\no\\such\\library.dll"}});
   fallen_back.Send(ReportingSettings());
   ExpectCleanDie(fallen_back);

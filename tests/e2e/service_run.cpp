@@ -28,6 +28,8 @@ void PlaceLibrary(LibraryFile library, const std::filesystem::path& folder) {
       return Place(doubles / "gsdk.dll", destination);
     case LibraryFile::kOpen:
       return Place(ProgramFolder() / "gsdk.dll", destination);
+    case LibraryFile::kForeign:
+      return Place(doubles / "foreign" / "gsdk.dll", destination);
     case LibraryFile::kNoVersion:
       return Place(doubles / "no_version" / "gsdk.dll", destination);
     case LibraryFile::kMissingExport:

@@ -25,7 +25,8 @@ using json11::Json;
 enum class LibraryFile {
   kDouble,         // the scripted library
   kOpen,           // the open library, which really records
-  kNoVersion,      // the same without a version resource
+  kForeign,        // one in C, written without the project's interface header
+  kNoVersion,      // the scripted one without a version resource
   kMissingExport,  // the same without the entry point that is bound last
   kNotALibrary,    // a text file
   kNone,

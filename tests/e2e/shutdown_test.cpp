@@ -1,4 +1,5 @@
 // How the service ends while the library hangs or won't be quiet.
+#include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
 #include "tests/e2e/session_calls.h"
 
@@ -35,6 +36,31 @@ class Shutdown : public ServiceTest {
     EXPECT_EQ(run.Calls().CallsThatStart("gsdk_recorder_destroy"), Texts{});
   }
 };
+
+TEST_F(Shutdown, DestroysTheSessionThenEndsReportingThenUnloadsTheLibrary) {
+  // Given one log for the capture library and for the error-reporting SDK
+  const TemporaryFolder folder;
+  const std::filesystem::path log = folder.Path() / "both.jsonl";
+  ServiceRun& run = Start({.variables = {{L"GSDK_DOUBLE_LOG", log.wstring()},
+                                         {L"RECORDING_SENTRY_LOG", log.wstring()}}});
+  run.Send(ReportingSettings());
+  StartRecording(run, Settings());
+  EXPECT_TRUE(run.WaitUntil(
+      [&] { return !CallLog(log).CallsThatStart("gsdk_session_properties_destroy").empty(); }));
+  run.Send(Die(54));
+  EXPECT_EQ(run.WaitForExit(), 54U);
+
+  Texts ends;
+  for (const Json& line : ReadJsonLines(log)) {
+    const std::string& call = line["call"].string_value();
+    if (call.find("destroy") != std::string::npos || call == "sentry_shutdown") {
+      ends.push_back(call);
+    }
+    if (line["detach"].is_string()) ends.push_back("gsdk.dll: " + line["detach"].string_value());
+  }
+  EXPECT_EQ(ends, (Texts{"gsdk_session_properties_destroy", "gsdk_session_destroy",
+                         "gsdk_recorder_destroy", "sentry_shutdown", "gsdk.dll: free_library"}));
+}
 
 TEST_F(Shutdown, ASessionThatCannotBeDestroyedEndsTheProcessHard) {
   ServiceRun& run = StartRecordingService({.script = HangingDestroy()}, Settings());
