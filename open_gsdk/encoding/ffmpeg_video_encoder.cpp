@@ -49,6 +49,10 @@ Options X264Options(const VideoEncoding& encoding) {
   return {{"preset", "superfast"},
           {"tune", "zerolatency"},
           {"crf", std::to_string(encoding.crf)},
+          // A look at each picture in advance, for fades and for key frames that nobody needs; it
+          // takes an eighth of the time and saves no byte.
+          {"sc_threshold", "0"},
+          {"x264-params", "weightp=0"},
           {"forced-idr", "1"}};
 }
 
