@@ -282,7 +282,7 @@ TEST_P(AudioListFailure, AtASessionStartEndsTheServiceAfterTheStart) {
   EXPECT_EQ(run.Texts(), (Texts{GameCaptureLine(), Failure(bad.message)}));
   const std::string kind =
       bad.exit_code == 3 ? "3 GSDKBadAudioInput" : "4 CannotParseAudioDeviceData";
-  EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), kind, false));
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), kind, Reported::kAsEvent));
   EXPECT_EQ(run.Calls().Imbalances(), LostTexts(std::string(bad.kind) == "audio_output" ? 1 : 2));
   const Texts calls = run.Calls().Calls();
   ASSERT_GE(calls.size(), 4U);

@@ -83,7 +83,7 @@ TEST_F(ConnectionError, TheSixthHookInjectRetryEndsTheService) {
   // The worker may have begun with the first restart, whose session then adds a breadcrumb.
   Texts incidents = Incidents(run);
   incidents.resize(std::min(incidents.size(), expected.size()));
-  EXPECT_EQ(incidents, ExpectedIncidents(expected, "18 GSDKHookInjectRetry", true));
+  EXPECT_EQ(incidents, ExpectedIncidents(expected, "18 GSDKHookInjectRetry", Reported::kAsInfo));
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_err_message"), Texts{"gsdk_err_message(error6)"});
 }
 
@@ -103,7 +103,7 @@ struct FatalError {
   Json message;
   std::string text;
   std::string kind;  // as reported: the failure's number, which is the exit code too, and name
-  bool as_info;
+  Reported reported;
 };
 
 void PrintTo(const FatalError& error, std::ostream* out) { *out << error.name; }
@@ -121,19 +121,20 @@ TEST_P(FatalConnectionError, EndsTheServiceWithItsCode) {
   const Texts expected = {GameCaptureLine(), Terminated(error.text)};
   EXPECT_EQ(run.Texts(), expected);
   EXPECT_EQ(run.Calls().CallsThatStart("gsdk_err_"), kCodeMessageAndFree);
-  EXPECT_EQ(Incidents(run), ExpectedIncidents(expected, error.kind, error.as_info));
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(expected, error.kind, error.reported));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, FatalConnectionError,
-    ::testing::Values(FatalError{"MonitorCapture", 31, "monitor gone", "monitor gone",
-                                 "21 GSDKMonitorCaptureFailed", true},
-                      FatalError{"Thirty", 30, "unknown \xC3\xBC", "unknown \xC3\xBC",
-                                 "200 GSDKGenericExitError", false},
-                      FatalError{"Zero", 0, "zero", "zero", "200 GSDKGenericExitError", false},
-                      FatalError{"Negative", -8, "minus eight", "minus eight",
-                                 "200 GSDKGenericExitError", false},
-                      FatalError{"NoMessage", 30, Json(), "", "200 GSDKGenericExitError", false}),
+    ::testing::Values(
+        FatalError{"MonitorCapture", 31, "monitor gone", "monitor gone",
+                   "21 GSDKMonitorCaptureFailed", Reported::kAsInfo},
+        FatalError{"Thirty", 30, "unknown \xC3\xBC", "unknown \xC3\xBC", "200 GSDKGenericExitError",
+                   Reported::kAsEvent},
+        FatalError{"Zero", 0, "zero", "zero", "200 GSDKGenericExitError", Reported::kAsEvent},
+        FatalError{"Negative", -8, "minus eight", "minus eight", "200 GSDKGenericExitError",
+                   Reported::kAsEvent},
+        FatalError{"NoMessage", 30, Json(), "", "200 GSDKGenericExitError", Reported::kAsEvent}),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(ConnectionError, AnErrorWithoutAnObjectEndsTheService) {

@@ -77,7 +77,7 @@ TEST_F(Reporting, UnsetSettingsAreEventsWithoutANumber) {
   run.Send(Restart());
   ExpectCleanExit(run, 7);
   EXPECT_EQ(run.Texts().size(), 9U);
-  EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), "RecorderSettings", false));
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), "RecorderSettings", Reported::kAsEvent));
   EXPECT_EQ(ReportMisuses(run), Texts{});
 }
 
@@ -178,7 +178,7 @@ TEST_F(Reporting, AStallIsAnInfoBreadcrumb) {
   StartRecording(run, Settings());
   EXPECT_TRUE(run.WaitForCall("gsdk_session_properties_destroy", 2));
   ExpectCleanDie(run);
-  EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), "", true));
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(run.Texts(), "", Reported::kAsInfo));
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ Texts Incidents(const ServiceRun& run) {
   return incidents;
 }
 
-Texts ExpectedIncidents(const Texts& host_texts, const std::string& kind, bool as_info) {
+Texts ExpectedIncidents(const Texts& host_texts, const std::string& kind, Reported reported) {
   const std::string prefix = "[Glimra error]: ";
   Texts incidents;
   for (const std::string& text : host_texts) {
@@ -62,7 +62,7 @@ Texts ExpectedIncidents(const Texts& host_texts, const std::string& kind, bool a
     const std::string message = is_failure ? line.substr(prefix.size()) : line;
     if (!is_failure) {
       incidents.push_back("info: " + message);
-    } else if (as_info) {
+    } else if (reported == Reported::kAsInfo) {
       incidents.push_back("info: " + kind + ": " + message);
     } else {
       incidents.push_back("event Error " + kind + ": " + message);

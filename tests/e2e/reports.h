@@ -25,10 +25,16 @@ std::string ShutDownCall();
 // or "event type: value".
 Texts Incidents(const ServiceRun& run);
 
+// What is reported of a failure.
+enum class Reported {
+  kAsEvent,  // an event with an error breadcrumb after it
+  kAsInfo,   // an info breadcrumb
+};
+
 // The incidents that belong to the texts that the host got: an info breadcrumb for each line, and
-// for each failure, all of which have the kind `kind` ("9 GSDKSessionCreateFailed"), either an info
-// breadcrumb or an event with an error breadcrumb after it.
-Texts ExpectedIncidents(const Texts& host_texts, const std::string& kind, bool as_info);
+// what `reported` says for each failure, all of which have the kind `kind`
+// ("9 GSDKSessionCreateFailed").
+Texts ExpectedIncidents(const Texts& host_texts, const std::string& kind, Reported reported);
 
 // Values and options that were given away twice or not at all, also at the SDK's shutdown.
 Texts ReportMisuses(const ServiceRun& run);

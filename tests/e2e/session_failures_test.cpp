@@ -14,8 +14,8 @@ struct FailedStart {
   Json script;
   Texts texts;       // what the host is told
   std::string kind;  // as reported: the failure's number, which is the exit code too, and name
-  bool as_info;      // reported as a breadcrumb only
-  Texts calls;       // from the session's creation on; empty when the library is not called at all
+  Reported reported;
+  Texts calls;  // from the session's creation on; empty when the library is not called at all
 
   std::uint32_t ExitCode() const {
     const int code = std::atoi(kind.c_str());
@@ -36,7 +36,7 @@ TEST_P(SessionFailure, EndsTheServiceWithItsCode) {
   ExpectCleanExit(run, failure.ExitCode());
   EXPECT_EQ(run.Texts(), failure.texts);
   EXPECT_EQ(run.Calls().Calls(), failure.calls);
-  EXPECT_EQ(Incidents(run), ExpectedIncidents(failure.texts, failure.kind, failure.as_info));
+  EXPECT_EQ(Incidents(run), ExpectedIncidents(failure.texts, failure.kind, failure.reported));
   EXPECT_EQ(ReportMisuses(run), Texts{});
 }
 
@@ -50,13 +50,13 @@ Json ListScript(const std::string& kind, const Json& answer) {
 }
 
 FailedStart FailedCreate(const char* name, int code, const std::string& prefix,
-                         const std::string& kind, bool as_info) {
+                         const std::string& kind, Reported reported) {
   return {name,
           Settings(),
           FailingCall("gsdk_session_create", code, "no luck"),
           {Failure(prefix + "no luck")},
           kind,
-          as_info,
+          reported,
           SessionCalls::FailedCreate()};
 }
 
@@ -66,7 +66,7 @@ FailedStart UnknownMode(const char* name, int mode, const std::string& text) {
           {},
           {Failure("unknown recording mode: " + text)},
           "10 UnknownRecordingMode",
-          false,
+          Reported::kAsEvent,
           Join({SessionCalls().Create(), SessionCalls().DestroySessionOnly()})};
 }
 
@@ -88,19 +88,19 @@ FailedStart FailedList(const char* name, int mode, const std::optional<Json>& an
           answer ? ListScript(list, *answer) : FailingCall("gsdk_input_properties", 3, "no list"),
           {Failure(message)},
           kind,
-          false,
+          Reported::kAsEvent,
           Join({calls.Create(), calls.SetVideoInput(), list_calls, calls.DestroySessionOnly()})};
 }
 
 FailedStart FailedSessionStart(const char* name, int code, const std::string& prefix,
-                               const std::string& kind, bool as_info) {
+                               const std::string& kind, Reported reported) {
   const SessionCalls calls;
   return {name,
           Settings(),
           FailingCall("gsdk_session_start", code, "no start"),
           {GameCaptureLine(), Failure(prefix + "no start")},
           kind,
-          as_info,
+          reported,
           Join({calls.Create(),
                 calls.SetVideoInput(),
                 calls.UpdateVideoInput(),
@@ -120,34 +120,35 @@ INSTANTIATE_TEST_SUITE_P(
                     {},
                     {Failure("game record mode need to supply either a pid or hwnd")},
                     "8 MissingGamePid",
-                    false,
+                    Reported::kAsEvent,
                     {}},
         FailedStart{"WindowGone",
                     Settings({{"game_hwnd", kNoWindow}}),
                     {},
                     {Line("Window to record no longer exists, exiting")},
                     "",
-                    true,
+                    Reported::kAsInfo,
                     {}},
         FailedStart{"ProcessGone",
                     Settings({{"game_pid", 0x7FFFFFF0}}),
                     {},
                     {Failure("Process to record no longer exists, exiting")},
                     "Recording Process",
-                    true,
+                    Reported::kAsInfo,
                     {}},
-        FailedCreate("CreateWithoutEncoder", 15,
-                     "No valid encoder found on session creation:", "22 GSDKEncoderNotFound", true),
-        FailedCreate("Create", 16, "Create session failed: ", "9 GSDKSessionCreateFailed", false),
+        FailedCreate("CreateWithoutEncoder", 15, "No valid encoder found on session creation:",
+                     "22 GSDKEncoderNotFound", Reported::kAsInfo),
+        FailedCreate("Create", 16, "Create session failed: ", "9 GSDKSessionCreateFailed",
+                     Reported::kAsEvent),
         FailedCreate("CreateWithCodeZero", 0,
-                     "Create session failed: ", "9 GSDKSessionCreateFailed", false),
+                     "Create session failed: ", "9 GSDKSessionCreateFailed", Reported::kAsEvent),
         UnknownMode("ModeFour", 4, "4"), UnknownMode("NegativeMode", -1, "4294967295"),
         FailedStart{"SetVideoInput",
                     Settings(),
                     FailingCall("gsdk_session_set_video_input", 15, "no \"type\""),
                     {Failure("Setting video input type failed: no \"type\"")},
                     "11 GSDKSetVideoInputFailed",
-                    false,
+                    Reported::kAsEvent,
                     Join({SessionCalls().Create(),
                           {"gsdk_session_set_video_input(session1, game) = false error1"},
                           kMessageAndFree,
@@ -181,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
             FailingCall("gsdk_session_update_video_input", 24, "no hope"),
             {GameCaptureLine(), Failure("[game] Could not set video input after updates, failing")},
             "16 FailedToSetVideoInput",
-            true,
+            Reported::kAsInfo,
             Join({SessionCalls().Create(),
                   SessionCalls().SetVideoInput(),
                   {"gsdk_session_update_video_input(session1, " + GameCaptureSettings() +
@@ -189,9 +190,9 @@ INSTANTIATE_TEST_SUITE_P(
                    "gsdk_err_code(error1)", "gsdk_err_free(error1)"},
                   SessionCalls().DestroySessionOnly()})},
         FailedSessionStart("StartWithoutEncoder", 15, "No valid encoder found on session creation:",
-                           "22 GSDKEncoderNotFound", true),
+                           "22 GSDKEncoderNotFound", Reported::kAsInfo),
         FailedSessionStart("Start", 14, "Failed to start session: ", "17 GSDKSessionStartFailed",
-                           false)),
+                           Reported::kAsEvent)),
     [](const auto& test) { return test.param.name; });
 
 }  // namespace
