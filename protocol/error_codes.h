@@ -37,7 +37,7 @@ namespace capture_service {
 
 // A failure, by its name; the value is its number.
 enum class ErrorCode : std::int32_t {
-#define CAPTURE_SERVICE_ENUMERATOR(name, number) name = number,
+#define CAPTURE_SERVICE_ENUMERATOR(name, number) name = (number),
   CAPTURE_SERVICE_ERROR_CODES(CAPTURE_SERVICE_ENUMERATOR)
 #undef CAPTURE_SERVICE_ENUMERATOR
 };
