@@ -1,5 +1,7 @@
 // A stand-in for a game: a window that moves all the time and shows the number of every frame, as
-// digits for people and as a bar code for programs (tools/frame_code.h). See --help.
+// digits for people and as a bar code for programs (tools/frame_code.h), and that beeps every
+// second. While the beep is heard, a square of 64x64 pixels in the lower right corner is white
+// instead of black. See --help.
 #include <windows.h>
 
 #include <timeapi.h>
@@ -10,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -18,6 +21,7 @@
 
 #include "platform/text_encoding.h"
 #include "tools/demo_scene.h"
+#include "tools/demo_sound.h"
 
 namespace demo_game {
 namespace {
@@ -40,7 +44,9 @@ struct Options {
 
 class Game {
  public:
-  explicit Game(const Options& options) : options_(options), scene_(options.size) {
+  // `sound` outlives the game.
+  Game(const Options& options, const Sound& sound)
+      : options_(options), sound_(sound), scene_(options.size) {
     CreateGameWindow();
   }
 
@@ -153,12 +159,14 @@ class Game {
     if (size.cx != scene_.size().cx || size.cy != scene_.size().cy) scene_ = Scene(size);
     ++frame_;
     scene_.Draw(frame_, static_cast<double>(frame_) / options_.fps);
+    if (sound_.beeps()) scene_.DrawFlash(sound_.BeepIsHeard());
     HDC target = GetDC(window_);
     scene_.Show(target);
     ReleaseDC(window_, target);
   }
 
   Options options_;
+  const Sound& sound_;
   Scene scene_;
   HWND window_ = nullptr;
   std::uint32_t frame_ = 0;
@@ -178,12 +186,27 @@ std::pair<LONG, LONG> ReadPair(const std::string& text, char separator) {
   return {first, second};
 }
 
+// Beeps where there is a device when nothing is asked for.
+std::unique_ptr<Sound> StartSound(const std::string& wanted, const std::string& device) {
+  SoundChoice choice = ReadSoundChoice(wanted.empty() ? "beep" : wanted);
+  choice.device = device;
+  try {
+    return std::make_unique<Sound>(choice);
+  } catch (const std::runtime_error& failure) {
+    if (!wanted.empty() || !device.empty()) throw;
+    std::printf("%s The game is silent.\n", failure.what());
+    return std::make_unique<Sound>(SoundChoice{});
+  }
+}
+
 int Main(const std::vector<std::string>& arguments) {
   CLI::App app{"A window that moves all the time and shows its frame number."};
   app.name("demo_game");
   Options options;
   std::string size = "1280x720";
   std::string move_to;
+  std::string wanted_sound;
+  std::string sound_device;
   app.add_option("--title", options.title, "Title of the window")->capture_default_str();
   app.add_option("--size", size, "Size of the picture in pixels")->capture_default_str();
   app.add_option("--x", options.position.x, "Left edge of the window")->capture_default_str();
@@ -196,6 +219,19 @@ int Main(const std::vector<std::string>& arguments) {
       ->capture_default_str();
   auto* const move = app.add_option("--move-to", move_to, "Move the window to X,Y later on");
   app.add_option("--move-after", options.move_after, "Seconds until it moves")->needs(move);
+  app.add_option("--sound", wanted_sound,
+                 "beep (every second; where there is a device, by default), tone:HZ or none")
+      ->check([](const std::string& text) {
+        try {
+          ReadSoundChoice(text);
+          return std::string();
+        } catch (const std::runtime_error& mistake) {
+          return std::string(mistake.what());
+        }
+      });
+  app.add_option(
+      "--sound-device", sound_device,
+      "Endpoint identifier of the device that plays; the system's default one if missing");
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     const auto [width, height] = ReadPair(size, 'x');
@@ -206,7 +242,8 @@ int Main(const std::vector<std::string>& arguments) {
     }
     timeBeginPeriod(1);
     const Clock::time_point start = Clock::now();
-    const std::uint32_t frames = Game(options).Run();
+    const auto sound = StartSound(wanted_sound, sound_device);
+    const std::uint32_t frames = Game(options, *sound).Run();
     const double elapsed = Seconds(Clock::now() - start).count();
     std::printf("Drew %u frames in %.1f s.\n", frames, elapsed);
     return 0;

@@ -153,6 +153,13 @@ void Scene::Draw(std::uint32_t frame, double seconds) {
   GdiFlush();
 }
 
+void Scene::DrawFlash(bool white) {
+  constexpr LONG kSide = 64;
+  const RECT square{size().cx - kSide, size().cy - kSide, size().cx, size().cy};
+  Fill(picture_.dc(), square, white ? RGB(255, 255, 255) : RGB(0, 0, 0));
+  GdiFlush();
+}
+
 void Scene::Show(HDC target) const {
   BitBlt(target, 0, 0, size().cx, size().cy, picture_.dc(), 0, 0, SRCCOPY);
 }

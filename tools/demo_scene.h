@@ -1,5 +1,5 @@
 // What the demo game shows: an evening landscape with hopping balls, the frame number in large
-// digits, and the frame's bar code.
+// digits, the frame's bar code, and a square that flashes with a sound.
 #pragma once
 
 #include <windows.h>
@@ -42,6 +42,9 @@ class Scene {
 
   // Draws frame number `frame`, whose place in the animation is `seconds`.
   void Draw(std::uint32_t frame, double seconds);
+
+  // Draws a square into the lower right corner, over what is there: white or black.
+  void DrawFlash(bool white);
 
   // Copies the last drawn frame to `target`.
   void Show(HDC target) const;
