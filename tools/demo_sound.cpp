@@ -24,8 +24,9 @@ namespace {
 constexpr double kAmplitude = 0.5;
 constexpr double kBeepSeconds = 0.1;
 constexpr double kBeepInterval = 1;
-// In units of 100 ns. Long enough for a busy machine, and at its end nothing is left to be heard.
-constexpr REFERENCE_TIME kBuffer = 1'000'000;
+// In units of 100 ns. Wine's clock of a device does not count what waits in the sound server, which
+// is the more the longer the buffer is.
+constexpr REFERENCE_TIME kBuffer = 300'000;
 constexpr double kHundredNsPerSecond = 1e7;
 
 struct Releaser {

@@ -5,10 +5,13 @@ does it, and checks the clip frame by frame.
     recording_test.py BIN_FOLDER [UNITTEST_ARGUMENT ...]
 """
 
+import array
 import contextlib
 import io
 import json
+import math
 import os
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -27,6 +30,13 @@ LONGEST_GAP = 3
 ATTEMPTS = 3
 RUN_LIMIT_S = 120
 GAME_SIZE = (1280, 720)
+# The game beeps every second at half amplitude, and its flash is in the window's lower right corner.
+BEEP_HERTZ = 1000
+BEEP_S = 0.1
+FLASH_SIDE = 64
+MEDIAN_OFFSET_S = 0.040
+WORST_OFFSET_S = 0.080
+SOUND_RATE = 48000
 SCREEN_SIZE = (1600, 900)
 MARK_VARIABLE = "RECORDING_TEST_MARK"
 
@@ -58,6 +68,58 @@ def frame_numbers(clip, width, height):
     reader = FrameCodeReader(width, height)
     size = width * height
     return [reader.read(pictures[start : start + size]) for start in range(0, len(pictures), size)]
+
+
+def beeps(clip):
+    """When each beep of the clip begins and how long it is, in seconds, and the share of its power
+    that is at its frequency."""
+    sound = array.array(
+        "f",
+        run(
+            ["ffmpeg", "-v", "error", "-i", clip, "-map", "0:a:0", "-ac", "1"]
+            + ["-ar", str(SOUND_RATE), "-f", "f32le", "-"]
+        ),
+    )
+    loud = [at for at, sample in enumerate(sound) if abs(sample) > 0.1]
+    starts = [at for before, at in zip([-SOUND_RATE] + loud, loud) if at - before > SOUND_RATE // 20]
+    found = []
+    for start, following in zip(starts, starts[1:] + [len(sound)]):
+        end = max(at for at in loud if at < following)
+        found.append(
+            (start / SOUND_RATE, (end - start) / SOUND_RATE, purity(sound[start:end], BEEP_HERTZ))
+        )
+    return found
+
+
+def purity(part, hertz):
+    """The share of the power of these samples that is at a frequency."""
+    angle = 2 * math.pi * hertz / SOUND_RATE
+    in_phase = sum(sample * math.cos(angle * at) for at, sample in enumerate(part))
+    across = sum(sample * math.sin(angle * at) for at, sample in enumerate(part))
+    power = sum(sample * sample for sample in part)
+    return 2 * (in_phase**2 + across**2) / len(part) / power if power else 0
+
+
+def flashes(clip, corner_x, corner_y):
+    """When the square at the lower right corner, which ends at these places, turns white."""
+    # The middle of it, as one pixel.
+    area = f"crop=32:32:{corner_x - 48}:{corner_y - 48},scale=1:1"
+    pixels = run(
+        ["ffmpeg", "-v", "error", "-i", clip, "-map", "0:v", "-vf", area, "-vsync", "passthrough"]
+        + ["-pix_fmt", "gray", "-f", "rawvideo", "-"]
+    )
+    frames = json.loads(
+        run(
+            ["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "frame=pts_time"]
+            + ["-of", "json", clip]
+        )
+    )["frames"]
+    times = [float(frame["pts_time"]) for frame in frames]
+    return [
+        time
+        for before, pixel, time in zip(pixels, pixels[1:], times[1:])
+        if before < 128 <= pixel
+    ]
 
 
 def processes_marked(mark):
@@ -108,8 +170,9 @@ class RecordingTest(unittest.TestCase):
         return recording.stdout.splitlines()[-1], answers[0]
 
     def check_recording(self, mode, width, height):
-        # Where other work starves the game or the capture, frames are missing although nothing is
-        # wrong, so a recording with gaps gets further chances. Everything else must always hold.
+        # Where other work starves the game or the capture, frames are missing or sound is late
+        # although nothing is wrong, so such a recording gets further chances. Everything else must
+        # always hold.
         for _ in range(ATTEMPTS):
             with tempfile.TemporaryDirectory() as self.folder:
                 clip, answer = self.record(mode)
@@ -119,9 +182,12 @@ class RecordingTest(unittest.TestCase):
                 self.check_streams(description, answer, width, height)
                 places = self.check_picture_times(description)
                 steps = self.check_frame_numbers(frame_numbers(clip, width, height), places)
-            if max(steps) <= LONGEST_GAP:
+                faults = self.sound_faults(clip, mode)
+            if max(steps) > LONGEST_GAP:
+                faults.append(f"frames are missing, by steps of {steps}")
+            if not faults:
                 return
-        self.fail(f"frames are missing in {ATTEMPTS} recordings, in the last one by steps of {steps}")
+        self.fail(f"{ATTEMPTS} recordings were faulty, the last one so: {faults}")
 
     def check_streams(self, clip, answer, width, height):
         video, audio = clip["streams"]
@@ -137,6 +203,30 @@ class RecordingTest(unittest.TestCase):
         # The buffer holds at least what was asked for, from the key frame before, one a second.
         self.assertGreaterEqual(answer["duration"], SECONDS * 1000)
         self.assertLessEqual(answer["duration"], (SECONDS + 1) * 1000 + 2 * frame_ms)
+
+    def sound_faults(self, clip, mode):
+        """What is wrong with the clip's sound."""
+        # A beep that is cut off by the clip's beginning or end says nothing.
+        heard = beeps(clip)[1:-1]
+        starts = [start for start, _, _ in heard]
+        faults = []
+        if len(heard) < SECONDS - 2:
+            faults.append(f"beeps at {starts} only")
+        for start, length, share in heard:
+            if abs(length - BEEP_S) > 0.02 or share < 0.9:
+                faults.append(f"the beep at {start} is {length} s long and {share} of it a beep")
+        for before, after in zip(starts, starts[1:]):
+            if abs(after - before - 1) > 0.02:
+                faults.append(f"a beep at {before} and the next one at {after}")
+        if mode == "monitor":  # where the window has no known place
+            return faults
+        seen = flashes(clip, *GAME_SIZE)
+        offsets = [min((flash - start for flash in seen), key=abs, default=9) for start in starts]
+        print(f"Flashes come after their beeps by {offsets} s.", file=sys.stderr)
+        sizes = sorted(map(abs, offsets)) or [9]
+        if statistics.median(sizes) > MEDIAN_OFFSET_S or sizes[-1] > WORST_OFFSET_S:
+            faults.append(f"flashes come after their beeps by {offsets} s")
+        return faults
 
     def check_picture_times(self, clip):
         """Returns the place of each picture on the grid of the frame rate."""
