@@ -41,6 +41,10 @@ using local_sentry::Scope;
 using local_sentry::ValueStore;
 using platform::Utf8FromWide;
 
+// Tells this library from the SDK's, for tools; nothing reads the value.
+extern "C" __declspec(dllexport) const bool local_sentry_sends_nothing;
+const bool local_sentry_sends_nothing = true;
+
 struct sentry_options_t {
   Json::object set;
   std::size_t max_breadcrumbs = 100;

@@ -17,6 +17,7 @@
 #include "capture_host/exit_status.h"
 #include "capture_host/messages.h"
 #include "platform/text_encoding.h"
+#include "tools/doctor_command.h"
 #include "tools/host_session.h"
 #include "tools/prompt_command.h"
 #include "tools/record_command.h"
@@ -51,6 +52,7 @@ struct Options {
   int watch_seconds = 0;  // 0: until the service ends
   std::uint32_t expected_status = 0;
   std::string clip_folder = ".";
+  bool json = false;
 };
 
 std::filesystem::path AbsolutePath(const std::string& path) {
@@ -155,10 +157,14 @@ RecorderSettings CompleteSettings(const Options& options, Transcript& transcript
   return settings;
 }
 
+std::filesystem::path ServiceProgram(const Options& options) {
+  return options.service.empty() ? OwnFolder() / L"CaptureService.exe"
+                                 : AbsolutePath(options.service);
+}
+
 ServiceLaunch LaunchOf(const Options& options) {
   ServiceLaunch launch;
-  launch.program =
-      options.service.empty() ? OwnFolder() / L"CaptureService.exe" : AbsolutePath(options.service);
+  launch.program = ServiceProgram(options);
   if (!std::filesystem::exists(launch.program)) {
     throw CommandFailure("There is no service " + Utf8FromWide(launch.program.wstring()) +
                          ". Name it with --service.");
@@ -207,6 +213,16 @@ int Console(const Options& options, Transcript& transcript, Inbox& inbox) {
   return RunPrompt(session, inbox, transcript, prompt) ? 0 : kFailed;
 }
 
+int Doctor(const Options& options, Transcript& transcript) {
+  ServiceLaunch launch;
+  launch.program = ServiceProgram(options);
+  if (!options.library.empty()) launch.library = AbsolutePath(options.library);
+  const std::vector<Finding> findings = ExamineInstallation(launch, transcript);
+  transcript.Result(options.json ? FindingsJson(findings)
+                                 : DescribeFindings(findings, options.progress == "line"));
+  return AllWell(findings) ? 0 : kFailed;
+}
+
 int Main(const std::vector<std::string>& arguments) {
   CLI::App app{
       "Plays the host application: starts CaptureService, sends it messages over its pipe and\n"
@@ -239,6 +255,10 @@ int Main(const std::vector<std::string>& arguments) {
   console->add_option("--clips", options.clip_folder, "Folder for clips without a path")
       ->capture_default_str();
 
+  CLI::App* const doctor =
+      app.add_subcommand("doctor", "Look over the installation and say what is wrong with it");
+  doctor->add_flag("--json", options.json, "Say it as one JSON object");
+
   try {
     // CLI11 takes the words in reverse order.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -249,6 +269,7 @@ int Main(const std::vector<std::string>& arguments) {
     if (!options.journal.empty()) transcript.JournalTo(AbsolutePath(options.journal));
     // Never destroyed: a thread that waits for typed lines may push one while the process ends.
     Inbox& inbox = *new Inbox;
+    if (*doctor) return Doctor(options, transcript);
     if (*record) return Record(options, transcript, inbox);
     if (*watch) return Watch(options, transcript, inbox);
     return Console(options, transcript, inbox);
