@@ -22,3 +22,8 @@ add_test(NAME e2e.Image
 # The sound server of scripts/run and of the tests.
 add_test(NAME e2e.SoundServer
   COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/sound_server_test.py)
+
+# What is shipped, tried by somebody who has nothing but the package.
+add_test(NAME e2e.Package
+  COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/package_test.py ${PROJECT_SOURCE_DIR})
+set_tests_properties(e2e.Package PROPERTIES TIMEOUT 400)

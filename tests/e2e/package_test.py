@@ -1,0 +1,199 @@
+#!/usr/bin/python3
+"""Tries the package as its receiver does: unpacks it into an empty folder, examines it under Wine
+with an empty prefix, builds the example against it, and records a clip with that.
+
+    package_test.py PROJECT_FOLDER [UNITTEST_ARGUMENT ...]
+"""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import zipfile
+from pathlib import Path
+
+LIMIT_S = 240
+PROGRAMS = ["CaptureService.exe", "demo_game.exe", "gsdk.dll", "host_console.exe", "sentry.dll"]
+TARGET = "x86_64-w64-mingw32"
+
+root = None
+
+
+def run(command, **options):
+    done = subprocess.run(
+        [str(part) for part in command],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        stdin=subprocess.DEVNULL,
+        text=True,
+        timeout=LIMIT_S,
+        **options,
+    )
+    return done.returncode, done.stdout
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def build_id(program):
+    """The build id of a program or of its symbols, as objdump shows it."""
+    status, text = run([f"{TARGET}-objdump", "-p", program])
+    assert status == 0, text
+    lines = [line for line in text.splitlines() if "signature" in line.lower()]
+    return lines[0].split("signature", 1)[1].split()[0] if lines else None
+
+
+class PackageTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = tempfile.TemporaryDirectory(prefix="package test ")
+        cls.addClassCleanup(cls.scratch.cleanup)
+        folder = Path(cls.scratch.name)
+        status, text = run([root / "scripts" / "package", "--no-build", folder / "zip"])
+        assert status == 0, text
+        archive = Path(text.splitlines()[-1])
+        with zipfile.ZipFile(archive) as file:
+            file.extractall(folder / "unpacked")
+        (cls.package,) = (folder / "unpacked").iterdir()
+        cls.name = archive.stem
+
+    def wine(self, prefix, program, *arguments, **options):
+        environment = {**os.environ, "WINEPREFIX": str(prefix), "DISPLAY": self.display}
+        return run([root / "scripts" / "wine", program, *arguments], env=environment, **options)
+
+    def start_display(self, folder):
+        read, write = os.pipe()
+        server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x720x24", "-nolisten", "tcp"],
+            pass_fds=[write],
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        )
+        self.addCleanup(server.wait)
+        self.addCleanup(server.terminate)
+        os.close(write)
+        with os.fdopen(read) as number:
+            self.display = ":" + number.readline().strip()
+
+    def make_prefix(self, folder):
+        prefix = folder / "prefix"
+        prefix.mkdir()
+        environment = {**os.environ, "WINEPREFIX": str(prefix), "ROOT": str(root)}
+        server = '. "$ROOT/scripts/wine_paths.sh"; "$wine_server"'
+        self.addCleanup(run, ["bash", "-c", f"root=$ROOT; {server} -k; {server} -w"], env=environment)
+        status, text = self.wine(prefix, "wineboot", "--init")
+        self.assertEqual(status, 0, text)
+        return prefix
+
+    def test_holds_what_is_shipped(self):
+        found = {str(path.relative_to(self.package)) for path in self.package.rglob("*")}
+        self.assertEqual(sorted(p for p in found if p.startswith("bin/")),
+                         sorted(f"bin/{name}" for name in PROGRAMS))
+        self.assertEqual(sorted(p for p in found if p.startswith("symbols/")),
+                         sorted(f"symbols/{name}.debug" for name in PROGRAMS))
+        for name in ["lib/libcapture_host.a", "include/capture_host/service.h",
+                     "lib/cmake/capture_host/capture_host-config.cmake", "doc/README.md",
+                     "doc/docs/licences.md", "doc/docs/protocol.md",
+                     "doc/examples/minimal_host.cpp", "doc/notices/GPL-2.txt"]:
+            self.assertIn(name, found)
+
+    def test_notices_are_those_that_the_page_names(self):
+        page = (root / "docs" / "licences.md").read_text(encoding="utf-8")
+        notices = {path.name for path in (self.package / "doc" / "notices").iterdir()}
+        self.assertEqual({name for name in notices if f"`{name}`" not in page}, set())
+        self.assertGreaterEqual(len(notices), 6)
+
+    def test_symbols_lie_apart_and_have_their_programs_build_id(self):
+        for name in PROGRAMS:
+            program = self.package / "bin" / name
+            status, text = run([f"{TARGET}-nm", program])
+            self.assertIn("no symbols", text, name)
+            identity = build_id(program)
+            self.assertIsNotNone(identity, name)
+            debug = self.package / "symbols" / f"{name}.debug"
+            self.assertEqual(build_id(debug), identity, name)
+            status, text = run([f"{TARGET}-nm", debug])
+            self.assertGreater(len(text.splitlines()), 100, name)
+
+    def build_example(self, folder):
+        """Builds the packaged example against the packaged library."""
+        source = folder / "example"
+        source.mkdir()
+        shutil.copy(self.package / "doc" / "examples" / "minimal_host.cpp", source)
+        (source / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\n"
+            "project(example LANGUAGES CXX)\n"
+            "find_package(capture_host 1.0 REQUIRED)\n"
+            "add_executable(minimal_host minimal_host.cpp)\n"
+            "target_link_libraries(minimal_host PRIVATE capture_host::capture_host)\n"
+            "target_link_options(minimal_host PRIVATE -municode -static)\n"
+        )
+        status, text = run(
+            ["cmake", "-S", source, "-B", source / "build", "-G", "Ninja",
+             "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_CXX_COMPILER={TARGET}-g++-posix",
+             f"-Dcapture_host_DIR={self.package / 'lib' / 'cmake' / 'capture_host'}"])
+        self.assertEqual(status, 0, text)
+        status, text = run(["cmake", "--build", source / "build"])
+        self.assertEqual(status, 0, text)
+        return source / "build" / "minimal_host.exe"
+
+    def test_records_a_clip_with_the_example(self):
+        folder = Path(tempfile.mkdtemp(dir=self.scratch.name))
+        example = self.build_example(folder)
+        self.start_display(folder)
+        prefix = self.make_prefix(folder)
+        binaries = self.package / "bin"
+
+        game = subprocess.Popen(
+            [root / "scripts" / "wine", binaries / "demo_game.exe", "--size", "640x360",
+             "--fps", "30"],
+            env={**os.environ, "WINEPREFIX": str(prefix), "DISPLAY": self.display},
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+            text=True)
+        self.addCleanup(game.stdout.close)
+        self.addCleanup(game.wait)
+        self.addCleanup(game.kill)
+        self.assertEqual(game.stdout.readline().strip(), "The window is open.")
+
+        # The doctor finds nothing wrong, and the game among the windows.
+        report = folder / "report.json"
+        with open(report, "w", encoding="utf-8") as output:
+            done = subprocess.run(
+                [root / "scripts" / "wine", binaries / "host_console.exe", "doctor", "--json"],
+                env={**os.environ, "WINEPREFIX": str(prefix), "DISPLAY": self.display},
+                stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL,
+                timeout=LIMIT_S)
+        text = report.read_text(encoding="utf-8")
+        self.assertEqual(done.returncode, 0, text)
+        findings = {f["subject"]: f for f in json.loads(text)["findings"]}
+        self.assertEqual(findings["sentry.dll"]["text"],
+                         "The project's own: reports go to a folder and nowhere else.")
+        self.assertIn("all 34 entry points", findings["gsdk.dll"]["text"])
+        self.assertIn("video encoder", findings["trial recording"]["text"])
+        windows = [json.loads(line) for line in findings["windows"]["text"].splitlines()[1:]]
+        (pid,) = {w["value"]["pid"] for w in windows if w["value"]["title"] == "Demo Game"}
+
+        clip = folder / "clip.mp4"
+        status, text = self.wine(prefix, example, windows_path(binaries / "CaptureService.exe"),
+                                 str(pid), windows_path(clip))
+        self.assertEqual(status, 0, text)
+        status, text = run(
+            ["ffprobe", "-v", "error", "-show_entries", "stream=codec_name,width,height", "-of",
+             "json", clip])
+        self.assertEqual(status, 0, text)
+        video, audio = json.loads(text)["streams"]
+        self.assertEqual((video["codec_name"], video["width"], video["height"]),
+                         ("h264", 640, 360))
+        self.assertEqual(audio["codec_name"], "aac")
+
+
+if __name__ == "__main__":
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    root = Path(sys.argv.pop(1)).resolve()
+    unittest.main(verbosity=2)
