@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "open_gsdk/encoding/tone_map.h"
+#include "open_gsdk/inputs/compositor_capture.h"
 #include "open_gsdk/inputs/monitors.h"
 #include "open_gsdk/inputs/windows_on_screen.h"
 #include "open_gsdk/support/failure.h"
@@ -86,10 +87,12 @@ GrabResult CompositorSource::Grab() {
   }
   if (FAILED(result)) {
     Lose(result);
-    return *closed_ ? GrabResult::kGone : GrabResult::kNothing;
+    if (*closed_) return GrabResult::kGone;
+  } else {
+    lost_since_.reset();
   }
-  lost_since_.reset();
-  return taken ? GrabResult::kPicture : GrabResult::kNothing;
+  if (taken) return GrabResult::kPicture;
+  return pixels_.empty() ? GrabResult::kNothing : GrabResult::kUnchanged;
 }
 
 void CompositorSource::Lose(HRESULT reason) {

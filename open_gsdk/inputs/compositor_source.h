@@ -13,11 +13,13 @@
 
 #include "open_gsdk/encoding/image.h"
 #include "open_gsdk/inputs/capture_system.h"
-#include "open_gsdk/inputs/compositor_capture.h"
-#include "open_gsdk/inputs/gdi_capture.h"
+#include "open_gsdk/inputs/picture_source.h"
 #include "open_gsdk/inputs/video_source.h"
 
 namespace open_gsdk {
+
+class CompositorCapture;
+struct ArrivedPicture;
 
 // For one thread at a time.
 class CompositorSource {
@@ -29,10 +31,10 @@ class CompositorSource {
   CompositorSource(const CompositorSource&) = delete;
   CompositorSource& operator=(const CompositorSource&) = delete;
 
-  // The newest picture that has come since the last call, if any: kNothing while the source does
-  // not change, is minimised, or its picture is still on its way from the graphics card. Never
-  // waits for the card. A device that is lost is replaced; throws Failure with kCaptureFailed when
-  // that has not worked for a second.
+  // The newest picture that has come since the last call, if any: kUnchanged while the source does
+  // not change, is minimised, or its picture is still on its way from the graphics card, and
+  // kNothing before the first one. Never waits for the card. A device that is lost is replaced;
+  // throws Failure with kCaptureFailed when that has not worked for a second.
   GrabResult Grab();
 
   // What the last Grab with kPicture took; valid until the next Grab.

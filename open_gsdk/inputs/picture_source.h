@@ -1,9 +1,12 @@
 // What delivers the pictures of a monitor or window.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "open_gsdk/encoding/image.h"
+#include "open_gsdk/inputs/capture_system.h"
 #include "open_gsdk/inputs/video_source.h"
 
 namespace open_gsdk {
@@ -28,9 +31,18 @@ class PictureSource {
 
   // What the last kPicture showed; valid until the next Grab.
   [[nodiscard]] virtual Image image() const = 0;
+
+  // When it looked so, on the steady clock; none for a source that only knows when it was asked.
+  [[nodiscard]] virtual std::optional<std::int64_t> time_ns() const { return std::nullopt; }
+
+  // Whether it is shown in HDR, whose light is mapped to an ordinary picture.
+  [[nodiscard]] virtual bool hdr() const { return false; }
 };
 
-// The best one that this system has.
-std::unique_ptr<PictureSource> OpenPictureSource();
+// The best one that `system` has for each monitor or window that it is asked for: the compositor's
+// capture interface, or else GDI; which one, and why, is a line in the log. Where the environment
+// variable OPEN_GSDK_SOURCE says "compositor" or "gdi" there is no choice: Grab then throws Failure
+// with kCaptureFailed when there is no such.
+std::unique_ptr<PictureSource> OpenPictureSource(CaptureSystem system = WindowsCaptureSystem());
 
 }  // namespace open_gsdk

@@ -17,6 +17,7 @@ struct VideoFormat {
   int height = 0;
   int frame_rate = 0;  // per second
   std::vector<std::uint8_t> extradata;
+  bool from_hdr = false;  // what was recorded is shown in HDR; the pictures are not
 
   bool operator==(const VideoFormat&) const = default;
 };

@@ -29,6 +29,7 @@ gsdk_dump_result Recorder::Dump(const std::function<DumpStatus(const Clip&)>& wr
   result.last_timestamp = clip.last_timestamp_ns;
   result.audio_drop = clip.audio_drop_ns;
   result.video_drop = clip.video_drop_ns;
+  result.captured_from_hdr = clip.streams->video.from_hdr ? 1 : 0;
   return result;
 }
 

@@ -39,6 +39,7 @@ std::int64_t PictureEncoder::StandsTooLongAtNs() const {
 void PictureEncoder::Take(TakenPicture picture) {
   dropped_ns_ += TimeOf(picture.number) - TimeOf(picture.number - picture.lost);
   picture_ = std::move(picture.frame);
+  if (std::exchange(from_hdr_, picture.from_hdr) != picture.from_hdr) described_ = false;
   if (!picture.encoder) return;
   encoder_ = std::move(picture.encoder);
   described_ = false;
@@ -67,7 +68,9 @@ void PictureEncoder::Encode(std::int64_t number, PacketSink& sink) {
     if (std::exchange(described_, true)) {
       sink.Push(std::move(packet));
     } else {
-      sink.PushFirst(encoder_->format(), std::move(packet));
+      VideoFormat format = encoder_->format();
+      format.from_hdr = from_hdr_;
+      sink.PushFirst(format, std::move(packet));
     }
   }
 }

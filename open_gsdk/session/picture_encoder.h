@@ -42,6 +42,7 @@ class PictureEncoder {
   std::int64_t start_ns_ = 0;
   std::int64_t last_ = -1;  // the frame that was encoded last
   std::int64_t last_key_frame_ = 0;
+  bool from_hdr_ = false;
   bool described_ = false;  // a packet of this encoder was pushed
   std::int64_t dropped_ns_ = 0;
   Figures figures_;

@@ -18,6 +18,7 @@ struct TakenPicture {
   Frame frame;
   std::int64_t number = 0;  // of the frame at which it was taken
   std::int64_t lost = 0;    // frames that were lost right before it
+  bool from_hdr = false;    // what it shows is shown in HDR
   // The encoder for this picture and those after it; null for the one of the picture before.
   std::unique_ptr<VideoEncoder> encoder = nullptr;
 };

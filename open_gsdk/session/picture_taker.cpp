@@ -79,8 +79,12 @@ std::optional<TakenPicture> PictureTaker::Look(std::int64_t begin_ns) {
     return std::nullopt;
   }
   ++figures_.pictures;
-  const PicturePace::Placed placed = pace_.SawNew(begin_ns, Elapsed());
-  return TakenPicture{converter_->Convert(image), placed.frame, placed.lost, std::move(encoder)};
+  PicturePace::Placed placed = pace_.SawNew(begin_ns, Elapsed());
+  if (const auto time_ns = parts_.pictures->time_ns()) {
+    placed.frame = FrameDueAt(*time_ns - start_ns_, encoding_.frame_rate);
+  }
+  return TakenPicture{converter_->Convert(image), placed.frame, placed.lost, parts_.pictures->hdr(),
+                      std::move(encoder)};
 }
 
 std::optional<TakenPicture> PictureTaker::LookedAtNothing(std::int64_t begin_ns) {

@@ -61,7 +61,7 @@ class CompositorTest : public ::testing::Test {
   GrabResult GrabNext() {
     const Clock::time_point limit = Clock::now() + 30s;
     GrabResult result = source_->Grab();
-    while (result == GrabResult::kNothing && Clock::now() < limit) {
+    while (result != GrabResult::kPicture && result != GrabResult::kGone && Clock::now() < limit) {
       std::this_thread::sleep_for(1ms);
       result = source_->Grab();
     }
@@ -110,7 +110,7 @@ TEST_F(CompositorTest, ASourceThatDoesNotChangeGivesNothing) {
   EXPECT_EQ(source_->Grab(), GrabResult::kNothing);
   Deliver(*fake_, OneColour({64, 48}, kRed));
   ASSERT_EQ(GrabNext(), GrabResult::kPicture);
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(source_->Grab(), GrabResult::kNothing);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(source_->Grab(), GrabResult::kUnchanged);
   EXPECT_EQ(Pixel(5, 5), kRed);
 }
 
@@ -121,7 +121,7 @@ TEST_F(CompositorTest, OnlyTheNewestPictureIsTaken) {
   Deliver(*fake_, OneColour({64, 48}, kBlue, 3));
   ASSERT_EQ(GrabNext(), GrabResult::kPicture);
   EXPECT_EQ(Pixel(0, 0), kBlue);
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(source_->Grab(), GrabResult::kNothing);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(source_->Grab(), GrabResult::kUnchanged);
 }
 
 TEST_F(CompositorTest, PicturesThatComeFasterThanTheyAreReadEndWithTheLast) {
