@@ -2,11 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "open_gsdk/encoding/image.h"
-#include "open_gsdk/inputs/capture_system.h"
 #include "open_gsdk/inputs/video_source.h"
 
 namespace open_gsdk {
@@ -38,11 +36,5 @@ class PictureSource {
   // Whether it is shown in HDR, whose light is mapped to an ordinary picture.
   [[nodiscard]] virtual bool hdr() const { return false; }
 };
-
-// The best one that `system` has for each monitor or window that it is asked for: the compositor's
-// capture interface, or else GDI; which one, and why, is a line in the log. Where the environment
-// variable OPEN_GSDK_SOURCE says "compositor" or "gdi" there is no choice: Grab then throws Failure
-// with kCaptureFailed when there is no such.
-std::unique_ptr<PictureSource> OpenPictureSource(CaptureSystem system = WindowsCaptureSystem());
 
 }  // namespace open_gsdk

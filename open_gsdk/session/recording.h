@@ -9,7 +9,7 @@
 
 #include "open_gsdk/encoding/video_encoder.h"
 #include "open_gsdk/inputs/audio_devices.h"
-#include "open_gsdk/inputs/picture_source.h"
+#include "open_gsdk/inputs/best_picture_source.h"
 #include "open_gsdk/inputs/video_source.h"
 #include "open_gsdk/session/packet_sink.h"
 #include "open_gsdk/session/session_properties.h"

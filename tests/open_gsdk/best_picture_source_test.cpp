@@ -1,4 +1,4 @@
-#include "open_gsdk/inputs/picture_source.h"
+#include "open_gsdk/inputs/best_picture_source.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,8 @@
-#include "open_gsdk/inputs/picture_source.h"
+#include "open_gsdk/inputs/best_picture_source.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <utility>
 
