@@ -95,9 +95,10 @@ class Probe:
         assert status == 0, status
         return duration / 1e9, lost / 1e9
 
-    def wait_for_log(self, text):
+    def wait_for_log(self, text, after=0):
+        """Waits for a line with this text that is not one of the first `after` lines."""
         end = time.monotonic() + PATIENCE_S
-        while not any(text in line for line in self.log):
+        while not any(text in line for line in self.log[after:]):
             assert time.monotonic() < end, self.log
             time.sleep(0.05)
 
@@ -145,9 +146,3 @@ def level(part, hertz):
         before, last = last, sample + factor * last - before
     power = before * before + last * last - factor * before * last
     return 2 * math.sqrt(max(power, 0.0)) / len(part)
-
-
-def levels(track, hertz, window_s=0.05):
-    """The amplitude of a tone in each stretch of a track, as long as the window."""
-    size = int(RATE * window_s)
-    return [level(track[at : at + size], hertz) for at in range(0, len(track) - size + 1, size)]
