@@ -2,6 +2,7 @@
 
 #include <json11.hpp>
 
+#include "protocol/json_flag.h"
 #include "protocol/message_queue.h"
 
 namespace capture_service {
@@ -23,16 +24,16 @@ std::int32_t Milliseconds(std::int64_t nanoseconds) {
 void SendClipResult(const std::string& id, std::int64_t duration, std::int64_t last_timestamp,
                     std::int64_t audio_drop, std::int64_t video_drop, bool captured_from_hdr) {
   SendClipAnswer({{"id", id},
-                  {"succeeded", true},
+                  {"succeeded", JsonFlag(true)},
                   {"duration", Milliseconds(duration)},
                   {"last_ts", std::to_string(last_timestamp)},
                   {"audio_drop", Milliseconds(audio_drop)},
                   {"video_drop", Milliseconds(video_drop)},
-                  {"captured_from_hdr", captured_from_hdr}});
+                  {"captured_from_hdr", JsonFlag(captured_from_hdr)}});
 }
 
 void SendClipFailure(const std::string& id, const std::string& error) {
-  SendClipAnswer({{"id", id}, {"succeeded", false}, {"error", error}});
+  SendClipAnswer({{"id", id}, {"succeeded", JsonFlag(false)}, {"error", error}});
 }
 
 }  // namespace capture_service

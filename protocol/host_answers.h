@@ -6,7 +6,8 @@
 
 namespace capture_service {
 
-// Both build one message and push it for the host; any thread.
+// Both build one message and push it for the host; any thread, also while the process's static
+// objects are destroyed.
 
 // The clip was written. The duration and the drops are divided by 1,000,000, which makes
 // milliseconds of nanoseconds; the timestamp is sent as it is.

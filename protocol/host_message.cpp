@@ -3,12 +3,20 @@
 #include <json11.hpp>
 #include <variant>
 
+#include <mutex>
+
 #include "protocol/read_int32.h"
 
 namespace capture_service {
 namespace {
 
 using json11::Json;
+
+// Held while a message is read, and for ever once the process ends; never destroyed.
+std::mutex& Reading() {
+  static auto& reading = *new std::mutex;
+  return reading;
+}
 
 ReportingSettings ReadReportingSettings(const Json& object) {
   return {.environment = object["sentry_env"].string_value(),
@@ -49,6 +57,7 @@ HostEvent ReadEvent(const Json& object) {
 }  // namespace
 
 std::optional<HostMessage> ReadHostMessage(const std::string& text) {
+  const std::lock_guard lock(Reading());
   std::string parse_error;
   const Json json = Json::parse(text, parse_error);
   if (json.is_null()) return std::nullopt;
@@ -66,5 +75,7 @@ std::optional<HostMessage> ReadHostMessage(const std::string& text) {
   if (const Json& object = json["event"]; object.is_object()) message.event = ReadEvent(object);
   return message;
 }
+
+void EndHostMessages() { Reading().lock(); }
 
 }  // namespace capture_service

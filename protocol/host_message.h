@@ -45,4 +45,9 @@ struct HostMessage {
 // is not an object is left out. None when the text is not JSON or is null. Any thread.
 std::optional<HostMessage> ReadHostMessage(const std::string& text);
 
+// For a thread that ends the process while the main loop still runs: waits until the message that
+// is being read, if any, has been read. ReadHostMessage doesn't return from then on, because json11
+// reads with static objects of its own, which the end of the process destroys. Once only.
+void EndHostMessages();
+
 }  // namespace capture_service

@@ -2,6 +2,7 @@
 
 #include <json11.hpp>
 
+#include "protocol/json_flag.h"
 #include "protocol/message_queue.h"
 
 namespace capture_service {
@@ -16,7 +17,7 @@ void PostEvent(const Json::object& event) {
 
 }  // namespace
 
-void PostRestartEvent() { PostEvent({{"restart", true}}); }
+void PostRestartEvent() { PostEvent({{"restart", JsonFlag(true)}}); }
 
 void PostDieEvent(std::uint32_t code) { PostEvent({{"die", static_cast<std::int32_t>(code)}}); }
 

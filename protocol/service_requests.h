@@ -8,7 +8,8 @@
 
 namespace capture_service {
 
-// Each builds one message and pushes it; any thread.
+// Each builds one message and pushes it; any thread, also while the process's static objects are
+// destroyed.
 
 // Asks for a restart of the recording.
 void PostRestartEvent();

@@ -10,6 +10,7 @@
 #include "diagnostics/error_reporting.h"
 #include "diagnostics/logging.h"
 #include "protocol/error_codes.h"
+#include "protocol/host_message.h"
 #include "recording/packet_watchdog.h"
 #include "recording/session_state.h"
 
@@ -20,6 +21,7 @@ namespace {
   CaptureErrorEvent(KindText(ErrorCode::JoinThreadError),
                     name + " thread timed out when trying to stop, dieing hard...");
   ShutdownErrorReporting();
+  EndHostMessages();
   std::exit(ErrorNumber(ErrorCode::JoinThreadError));
 }
 

@@ -301,6 +301,7 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* reserved) {
     OpenLog();
     WriteLine({{"attach", true}});
   } else if (reason == DLL_PROCESS_DETACH) {
+    if (reserved == nullptr) RunUnloadSteps();
     WriteAccountAndDetach(reserved == nullptr ? "free_library" : "process_end");
     CloseLog();
   }

@@ -7,6 +7,7 @@
 //   {"return": name}                                      a call that the script delayed came back
 //   {"callback": "log"|"packet"|"error", "state": "enter"|"leave"}   not for packets beyond the
 //                                                         logged ones
+//   {"loader_lock": true}                                 a thread keeps the system's loader busy
 //   {"misuse": text}                                      a freed or unknown handle was passed
 //   {"account": {...}}                                    figures kept so far
 //   {"detach": "free_library"|"process_end"}              the library was unloaded

@@ -90,6 +90,8 @@ json11::Json NextSession() {
   return EntryForCount(script.json["sessions"], script.Count("sessions"));
 }
 
+const json11::Json& UnloadSteps() { return TheScript().json["unload"]; }
+
 std::uint64_t LoggedPackets() {
   static const std::uint64_t count = [] {
     const json11::Json& value = TheScript().json["log_packets"];

@@ -27,9 +27,12 @@
 //               { "wait_file": "go" },
 //               { "packets": 5, "interval_us": 1000 },           // -1: for ever
 //               { "log": "text", "level": 1, "count": 1, "interval_us": 0 },
-//               { "error": 8, "message": "text", "error_object": true },
-//               { "account": true } ] } ] } ]   // writes the figures kept so far into the log
-//   }
+//               { "error": 8, "message": "text", "error_object": true, "count": 1,
+//                 "interval_us": 0 },
+//               { "loader_lock_ms": 100 },      // keeps the system's loader busy
+//               { "account": true } ] } ] } ],  // writes the figures kept so far into the log
+//     "unload": [ { "error": 8 } ]       // steps taken on the thread whose FreeLibrary unloads the
+//   }                                    // library
 //
 // Files that are waited for are looked up beside the script.
 #pragma once
@@ -57,6 +60,9 @@ std::optional<std::string> NextList(const std::string& kind);
 // The entry for the next dump and the next started session; null without one.
 json11::Json NextDump();
 json11::Json NextSession();
+
+// The steps to take when the library is unloaded; null without any.
+const json11::Json& UnloadSteps();
 
 // How many packets have their calls logged.
 std::uint64_t LoggedPackets();

@@ -22,6 +22,10 @@ void CallLogCallback(std::int32_t level, const json11::Json& text);
 // Does what a rule's or a dump's "log", "wait_file", "sleep_ms" and "hang" say.
 void Delay(const json11::Json& entry);
 
+// Takes the script's steps of the unloading on this thread, with the callbacks of the session that
+// was started last.
+void RunUnloadSteps();
+
 class SessionThreads {
  public:
   // Starts the threads of `plan`, an entry of the script's "sessions". The callbacks are copied
