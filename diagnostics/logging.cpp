@@ -72,7 +72,7 @@ std::string KindText(std::string_view word) {
   return kind.append(word);
 }
 
-void OnCaptureLibraryLog(std::int32_t /*level*/, const char* text) {
+void OnCaptureLibraryLog(std::int32_t /*level*/, const char* text) noexcept {
   LogInfo(text != nullptr ? text : "");
 }
 

@@ -42,7 +42,7 @@ std::string KindText(std::string_view word);
 
 // The capture library's log callback: any line of the library is a progress line, whatever its
 // level.
-void OnCaptureLibraryLog(std::int32_t level, const char* text);
+void OnCaptureLibraryLog(std::int32_t level, const char* text) noexcept;
 
 // Sends {"error": line} and {"error": "[Glimra error]: " + message} to the host.
 void SendLogToHost(const std::string& line);

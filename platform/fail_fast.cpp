@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <exception>
+
 #ifdef _MSC_VER
 #include <intrin.h>
 #endif
@@ -17,5 +19,7 @@ void FailFast() noexcept {
   __builtin_unreachable();
 #endif
 }
+
+void FailFastOnUncaughtExceptions() noexcept { std::set_terminate(FailFast); }
 
 }  // namespace platform

@@ -17,7 +17,7 @@ void GiveUp(ErrorCode failure, const LibraryError& error, ReportAs report_as) {
 
 }  // namespace
 
-void OnConnectionError(void* /*user_data*/, gsdk_error* error) {
+void OnConnectionError(void* /*user_data*/, gsdk_error* error) noexcept {
   // For the whole life of the process, across all sessions.
   static constinit std::atomic<std::int32_t> hook_inject_retries = 0;
   HandleConnectionError(error, hook_inject_retries);

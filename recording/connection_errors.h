@@ -9,7 +9,8 @@
 namespace capture_service {
 
 // The library's error callback; `user_data` is not used. Called on a library thread. Frees `error`.
-void OnConnectionError(void* user_data, gsdk_error* error);
+// An exception ends the process rather than going on into the library.
+void OnConnectionError(void* user_data, gsdk_error* error) noexcept;
 
 // Restarts the recording or gives the service up, by the error's code, and frees the error last.
 // `hook_inject_retries` counts the restarts for a failed hook injection.

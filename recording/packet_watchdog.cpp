@@ -55,7 +55,7 @@ PacketWatch& Watch() {
   return watch;
 }
 
-void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet) {
+void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet) noexcept {
   Library().gsdk_recorder_push_packet(static_cast<gsdk_recorder*>(recorder), packet);
   Library().gsdk_encoded_packet_release(packet);
 

@@ -59,8 +59,9 @@ WatchDecision DecideAfterWait(bool packet_seen, bool first_wait, std::int32_t re
 PacketWatch& Watch();
 
 // The library's packet callback; `recorder` is its user data. Hands the packet to the recorder,
-// releases it and feeds the watchdog. Allocates nothing.
-void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet);
+// releases it and feeds the watchdog. Allocates nothing. An exception ends the process rather than
+// going on into the library.
+void OnEncodedPacket(void* recorder, gsdk_encoded_packet* packet) noexcept;
 
 // The body of the watchdog's thread: watches until the watch is told to stop, or packets fail to
 // come in time. Then, with the watch locked, it logs the fact and posts a restart request, or, when

@@ -21,6 +21,7 @@
 #include "diagnostics/file_version.h"
 #include "gsdk/capture_library.h"
 #include "gsdk/capture_library_loader.h"
+#include "platform/fail_fast.h"
 #include "platform/owned_handle.h"
 #include "recording/clip_dump.h"
 #include "service/command_worker.h"
@@ -129,6 +130,7 @@ DWORD Run(const Arguments& arguments) {
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 int WINAPI wWinMain(_In_ HINSTANCE /*instance*/, _In_opt_ HINSTANCE /*previous*/,
                     _In_ LPWSTR command_line, _In_ int /*show*/) {
+  platform::FailFastOnUncaughtExceptions();
   // A process without a window has nobody to close a message box: neither the runtime's, when an
   // exception ends the process, nor the system's, when a library cannot be loaded.
   _set_error_mode(_OUT_TO_STDERR);

@@ -1,6 +1,7 @@
 // The functions of the fake library.
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "diagnostics/logging.h"
@@ -24,7 +25,8 @@ std::string SlotName(gsdk_audio_input** slot) {
 }
 
 template <typename Function>
-std::string CallbackName(Function given, Function expected, const char* name) {
+std::string CallbackName(Function given, std::type_identity_t<Function> expected,
+                         const char* name) {
   return given == expected ? name : "unknown callback";
 }
 
