@@ -5,8 +5,7 @@
 #include <shlobj.h>
 
 #include <array>
-#include <filesystem>
-#include <system_error>
+#include <exception>
 
 #include "platform/text_encoding.h"
 
@@ -14,8 +13,8 @@ namespace platform {
 
 void RemoveFile(const std::string& path) noexcept {
   try {
-    std::error_code ignored;
-    std::filesystem::remove(WideFromUtf8(path.c_str()), ignored);
+    // Not std::filesystem: some toolchains' asks the C runtime, which refuses \\?\ paths.
+    DeleteFileW(WideFromUtf8(path.c_str()).c_str());
   } catch (const std::exception&) {
     // Out of memory for the path: the file stays, as for any other failed removal.
   }

@@ -5,14 +5,21 @@
 
 #include <shlobj.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "platform/owned_handle.h"
 #include "platform/text_encoding.h"
 #include "tests/windows/replaced_import.h"
 
 REPLACEABLE_IMPORT(L"shell32.dll", SHGetFolderPathW)
+REPLACEABLE_IMPORT(L"msvcrt.dll", _wstat64)
 
 namespace capture_service {
 namespace {
@@ -39,6 +46,76 @@ TEST(RemoveFile, ReadsThePathUpToItsFirstZeroByte) {
   platform::RemoveFile(platform::Utf8FromWide(path.native()) + std::string("\0.other", 7));
 
   EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+// std::filesystem of some toolchains can't handle paths that begin with \\?\.
+bool Exists(const std::wstring& path) {
+  return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+void MakeEmptyFile(const std::wstring& path) {
+  EXPECT_NE(platform::OwnFile(
+                CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr)),
+            nullptr)
+      << GetLastError();
+}
+
+// The C runtime of Windows takes a question mark for a wildcard and finds nothing; Wine's doesn't.
+int RefuseQuestionMarks(const wchar_t* path, struct _stat64* status) {
+  static const auto system = windows_test::SystemFunction(&_wstat64, L"msvcrt.dll", "_wstat64");
+  if (std::wstring_view(path).find(L'?') == std::wstring_view::npos) return system(path, status);
+  errno = ENOENT;
+  return -1;
+}
+
+TEST(RemoveFile, RemovesAFileByAPathThatGoesStraightToTheFileSystem) {
+  const windows_test::ReplacedImport ask(__imp__wstat64, RefuseQuestionMarks);
+  const std::wstring path = L"\\\\?\\" + TestFile(L"straight.mp4").wstring();
+  MakeEmptyFile(path);
+
+  platform::RemoveFile(platform::Utf8FromWide(path) + std::string("\0.other", 7));
+
+  EXPECT_FALSE(Exists(path));
+  DeleteFileW(path.c_str());
+}
+
+TEST(RemoveFile, RemovesAFileWhosePathIsLongerThanOtherPathsMayBe) {
+  std::wstring path = L"\\\\?\\" + TestFile(L"folders").wstring();
+  std::vector<std::wstring> folders;
+  while (path.size() <= MAX_PATH) {
+    folders.push_back(path);
+    ASSERT_TRUE(CreateDirectoryW(path.c_str(), nullptr)) << GetLastError();
+    path += L"\\" + std::wstring(100, L'n');
+  }
+  MakeEmptyFile(path);
+
+  platform::RemoveFile(platform::Utf8FromWide(path));
+
+  EXPECT_FALSE(Exists(path));
+  DeleteFileW(path.c_str());
+  for (; !folders.empty(); folders.pop_back()) RemoveDirectoryW(folders.back().c_str());
+}
+
+TEST(RemoveFile, LeavesAReadOnlyFileAlone) {
+  const std::filesystem::path path = TestFile(L"protected.mp4");
+  std::ofstream(path) << "an earlier clip";
+  SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+
+  platform::RemoveFile(platform::Utf8FromWide(path.native()));
+
+  EXPECT_TRUE(std::filesystem::exists(path));
+  SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+  std::filesystem::remove(path);
+}
+
+TEST(RemoveFile, LeavesAnEmptyFolderAlone) {
+  const std::filesystem::path folder = TestFile(L"empty");
+  std::filesystem::create_directory(folder);
+
+  platform::RemoveFile(platform::Utf8FromWide(folder.native()));
+
+  EXPECT_TRUE(std::filesystem::is_directory(folder));
+  std::filesystem::remove(folder);
 }
 
 TEST(RemoveFile, LeavesAFolderWithFilesAlone) {
