@@ -66,7 +66,8 @@ bool Complete(HANDLE pipe, std::unique_ptr<PipeOperation>& operation, BOOL finis
   const bool pending = GetLastError() == ERROR_IO_PENDING;
   HANDLE signalled = nullptr;
   const DWORD error = WaitForPendingIo(pipe, operation->overlapped, signalled);
-  const bool ended_by_itself = signalled == operation->done.get();
+  // An operation whose event could not be created can't be waited for, and goes on.
+  const bool ended_by_itself = signalled != nullptr && signalled == operation->done.get();
   operation->done.reset();
   if (pending && !ended_by_itself) static_cast<void>(operation.release());
   return error == 0 && ended_by_itself;
