@@ -10,7 +10,6 @@
 
 #include <array>
 #include <cctype>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +21,7 @@
 #include "gsdk/capture_library.h"
 #include "gsdk/capture_library_loader.h"
 #include "platform/fail_fast.h"
+#include "platform/message_boxes.h"
 #include "platform/owned_handle.h"
 #include "recording/clip_dump.h"
 #include "service/command_worker.h"
@@ -131,10 +131,7 @@ DWORD Run(const Arguments& arguments) {
 int WINAPI wWinMain(_In_ HINSTANCE /*instance*/, _In_opt_ HINSTANCE /*previous*/,
                     _In_ LPWSTR command_line, _In_ int /*show*/) {
   platform::FailFastOnUncaughtExceptions();
-  // A process without a window has nobody to close a message box: neither the runtime's, when an
-  // exception ends the process, nor the system's, when a library cannot be loaded.
-  _set_error_mode(_OUT_TO_STDERR);
-  SetErrorMode(SEM_FAILCRITICALERRORS);
+  platform::ShowNoMessageBoxes();
 
   const capture_service::Arguments arguments(command_line);
   if (arguments.Count() == 0) return 1;
