@@ -160,6 +160,8 @@ int sentry_init(sentry_options_t* options) {
   State& state = TheState();
   const std::lock_guard lock(state.mutex);
   ShutDown(state);
+  // What was set before the start is forgotten, as the SDK does.
+  state.scope = {};
   std::error_code error;
   std::filesystem::create_directories(owned->database_path, error);
   if (!state.journal.Open((owned->database_path / L"journal.jsonl").wstring())) return 1;

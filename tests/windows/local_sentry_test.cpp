@@ -221,13 +221,16 @@ TEST_F(LocalSentryTest, StartedAgainEndsTheFirstRunAndForgetsIt) {
   EXPECT_EQ(Messages(journal[3]), std::vector<std::string>{});
 }
 
-TEST_F(LocalSentryTest, KeepsTagsThatAreSetBeforeTheStart) {
+TEST_F(LocalSentryTest, ForgetsWhatIsSetBeforeTheStart) {
   sentry_set_tag("early", "tag");
+  sentry_set_user(TextObject("id", "user-7"));
   ASSERT_EQ(Start(), 0);
+  sentry_set_tag("late", "tag");
   CaptureEvent("Error");
   const std::vector<Json> journal = Journal();
-  ASSERT_EQ(journal.size(), 2U);
-  EXPECT_EQ(journal[1]["tags"], Json(Json::object{{"early", "tag"}}));
+  ASSERT_EQ(Types(journal), (std::vector<std::string>{"init", "event"}));
+  EXPECT_EQ(journal[1]["tags"], Json(Json::object{{"late", "tag"}}));
+  EXPECT_EQ(journal[1]["user"], Json());
 }
 
 TEST_F(LocalSentryTest, DropsEventsWithoutAStart) {
