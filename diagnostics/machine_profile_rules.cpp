@@ -18,10 +18,6 @@ std::string Join(const std::vector<Facts>& devices, std::string Facts::*text) {
 // The part before the first zero character.
 std::string UpToZero(const std::string& text) { return text.substr(0, text.find('\0')); }
 
-bool HasText(const std::optional<std::string>& value) {
-  return value.has_value() && !value->empty();
-}
-
 }  // namespace
 
 MachineProfile OperatingSystemTags(const std::vector<OperatingSystemFacts>& systems) {
@@ -50,14 +46,13 @@ std::string AdapterMemoryText(std::optional<std::int32_t> adapter_ram,
 
 MachineProfile FirmwareTags(const FirmwareFacts& firmware) {
   MachineProfile tags;
-  if (HasText(firmware.bios_vendor) && HasText(firmware.bios_version) &&
-      HasText(firmware.bios_release_date)) {
+  if (firmware.bios_vendor && firmware.bios_version && firmware.bios_release_date) {
     tags["BIOS_VERSION"] = UpToZero(*firmware.bios_vendor) + " " +
                            UpToZero(*firmware.bios_version) + " " +
                            UpToZero(*firmware.bios_release_date);
   }
-  if (HasText(firmware.system_product_name)) tags["MOBO_MODEL"] = *firmware.system_product_name;
-  if (HasText(firmware.system_manufacturer)) tags["MOBO_VENDOR"] = *firmware.system_manufacturer;
+  if (firmware.system_product_name) tags["MOBO_MODEL"] = *firmware.system_product_name;
+  if (firmware.system_manufacturer) tags["MOBO_VENDOR"] = *firmware.system_manufacturer;
   return tags;
 }
 

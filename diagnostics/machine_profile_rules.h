@@ -28,8 +28,9 @@ struct VideoControllerFacts {
   std::string memory;  // AdapterMemoryText
 };
 
-// The firmware's registry values, each none when it could not be read. They may end in the zero
-// character that the registry counts as part of a text.
+// The firmware's registry values, each none when it could not be read or has no character at all.
+// They may end in the zero character that the registry counts as part of a text; it alone is a
+// text.
 struct FirmwareFacts {
   std::optional<std::string> system_manufacturer;
   std::optional<std::string> system_product_name;
@@ -53,8 +54,7 @@ std::string AdapterMemoryText(std::optional<std::int32_t> adapter_ram,
                               std::optional<std::uint64_t> driver_memory);
 
 // BIOS_VERSION from its three parts, each cut at its first zero character, when all of them are
-// there; MOBO_MODEL and MOBO_VENDOR as they stand. A value that is missing or has no character at
-// all gives no tag; a zero character is one.
+// there; MOBO_MODEL and MOBO_VENDOR as they stand. A value that is missing gives no tag.
 MachineProfile FirmwareTags(const FirmwareFacts& firmware);
 
 // TOTAL_RAM: a decimal number of bytes; empty for none.

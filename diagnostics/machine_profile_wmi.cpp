@@ -143,7 +143,7 @@ std::optional<std::uint64_t> ReadDriverMemory(const std::wstring& device_id) {
       platform::OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Enum\\" + device_id);
   if (!device) return std::nullopt;
   const std::optional<std::wstring> driver_id = platform::ReadRegistryText(device.get(), L"Driver");
-  if (!driver_id.has_value() || *driver_id->c_str() == L'\0') return std::nullopt;
+  if (!driver_id.has_value()) return std::nullopt;
   const platform::OwnedRegistryKey driver =
       platform::OpenMachineKey(L"SYSTEM\\CurrentControlSet\\Control\\Class\\" + *driver_id);
   if (!driver) return std::nullopt;

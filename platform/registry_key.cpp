@@ -22,6 +22,7 @@ std::optional<std::wstring> ReadRegistryText(HKEY key, const wchar_t* name) {
       RegGetValueW(key, nullptr, name, RRF_RT_REG_SZ, nullptr, text.data(), &size);
   if (status != ERROR_SUCCESS) return std::nullopt;
   text.resize(size / sizeof(wchar_t));
+  if (text.empty()) return std::nullopt;
   return text;
 }
 

@@ -21,8 +21,9 @@ using OwnedRegistryKey = std::unique_ptr<std::remove_pointer_t<HKEY>, RegistryKe
 OwnedRegistryKey OpenMachineKey(const std::wstring& path);
 
 // The REG_SZ value `name`, with the length that the registry reports, which counts the terminating
-// zero: the text ends in a zero character. None when there is no such value or it is of another
-// type.
+// zero: the text ends in a zero character. Where a text has to be "not empty" that zero counts too:
+// a value set to "" reads as the zero alone, and is a text. None when there is no such value, it is
+// of another type, or it has no character at all.
 std::optional<std::wstring> ReadRegistryText(HKEY key, const wchar_t* name);
 
 // The bytes of the value `name`, of whatever type, as a number; bytes that the value does not have

@@ -250,6 +250,7 @@ class AdapterMemoryTest : public CollectWmiProfileTest {
 
   static constexpr const wchar_t* kDeviceKey =
       L"SYSTEM\\CurrentControlSet\\Enum\\CAPTURE_TEST\\DEVICE\\1";
+  static constexpr const wchar_t* kClassKey = L"SYSTEM\\CurrentControlSet\\Control\\Class";
   static constexpr const wchar_t* kDriverKey =
       L"SYSTEM\\CurrentControlSet\\Control\\Class\\{capture test}\\0000";
   static constexpr const wchar_t* kMemory = L"HardwareInformation.qwMemorySize";
@@ -280,15 +281,18 @@ TEST_F(AdapterMemoryTest, IsTheAdaptersFigureWhenTheDriversKeyIsMissing) {
 
 TEST_F(AdapterMemoryTest, IsTheAdaptersFigureWhenTheDeviceNamesNoDriver) {
   // What an empty name would lead to.
-  const TemporaryRegistryValue memory(L"SYSTEM\\CurrentControlSet\\Control\\Class", kMemory,
-                                      RegistryNumber64(8589934592));
-  {
-    const TemporaryRegistryValue driver(kDeviceKey, L"Driver", RegistryText(L""));
-    EXPECT_EQ(Collected(), "4293918720");
-    TearDown();
-  }
+  const TemporaryRegistryValue memory(kClassKey, kMemory, RegistryNumber64(8589934592));
   const TemporaryRegistryValue driver(kDeviceKey, L"Driver", std::nullopt);
   EXPECT_EQ(Collected(), "4293918720");
+}
+
+// As for the firmware's texts, a text that is its terminator alone is there.
+TEST_F(AdapterMemoryTest, IsThatOfTheKeyOfAllDriversWhenTheDriversNameIsItsTerminatorAlone) {
+  const TemporaryRegistryValue driver(kDeviceKey, L"Driver", RegistryText(L""));
+  EXPECT_EQ(Collected(), "4293918720");
+  TearDown();
+  const TemporaryRegistryValue memory(kClassKey, kMemory, RegistryNumber64(8589934592));
+  EXPECT_EQ(Collected(), "8589934592");
 }
 
 TEST_F(AdapterMemoryTest, IsTheAdaptersFigureWhenTheDeviceIsUnknown) {
