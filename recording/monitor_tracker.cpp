@@ -39,7 +39,7 @@ void* NearestMonitor(std::uint32_t window) {
 }
 
 void CALLBACK OnLocationChange(HWINEVENTHOOK /*hook*/, DWORD event, HWND window, LONG object,
-                               LONG child, DWORD /*thread*/, DWORD /*time*/) {
+                               LONG child, DWORD /*thread*/, DWORD /*time*/) noexcept {
   if (object != OBJID_WINDOW || child != CHILDID_SELF || event != EVENT_OBJECT_LOCATIONCHANGE) {
     return;
   }
@@ -68,9 +68,12 @@ void WatchWindow(std::uint32_t window, std::promise<std::uint32_t> ready) {
   {
     DWORD process = 0;
     const DWORD thread = GetWindowThreadProcessId(platform::WindowFromNumber(window), &process);
-    const std::unique_ptr<HWINEVENTHOOK, Unhooker> hook(
-        SetWinEventHook(EVENT_OBJECT_LOCATIONCHANGE, EVENT_OBJECT_LOCATIONCHANGE, nullptr,
-                        OnLocationChange, process, thread, WINEVENT_OUTOFCONTEXT));
+    std::unique_ptr<HWINEVENTHOOK, Unhooker> hook;
+    // Without a window both are 0, which stands for the events of the whole desktop.
+    if (thread != 0) {
+      hook.reset(SetWinEventHook(EVENT_OBJECT_LOCATIONCHANGE, EVENT_OBJECT_LOCATIONCHANGE, nullptr,
+                                 OnLocationChange, process, thread, WINEVENT_OUTOFCONTEXT));
+    }
     ready.set_value(GetCurrentThreadId());
     RunMessageLoop();
   }

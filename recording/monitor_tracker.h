@@ -17,8 +17,9 @@ class MonitorTracker {
 
   // Watches `window` (a window handle). `callback` is called on the tracker's thread, once each
   // time the window's nearest monitor has changed, with the new monitor's handle; it must not be
-  // empty. Returns once the thread listens and can be told to end. Without a hook (Windows may
-  // refuse it) the tracker never reports anything.
+  // empty. Returns once the thread listens and can be told to end. Without a hook (there is
+  // none for a window that is not there, and Windows may refuse it) the tracker never reports
+  // anything.
   MonitorTracker(std::uint32_t window, Callback callback);
 
   // Ends the thread and waits for it without a time-out. Not from the callback.

@@ -120,6 +120,19 @@ TEST_F(MonitorTrackerThreadTest, HooksTheWindowsOwnProcessAndThreadOnly) {
   EXPECT_NE(ThreadId(), GetCurrentThreadId());
 }
 
+TEST_F(MonitorTrackerThreadTest, HooksNothingForAWindowThatIsNotThere) {
+  const std::uint32_t gone = platform::WindowNumber(window_.get());
+  tracker_ = nullptr;
+  DestroyWindow(window_.get());
+  hooks.clear();
+  unhooked.clear();
+  posts.clear();
+  MonitorTracker(gone, [](void* /*monitor*/) {});
+  EXPECT_EQ(hooks.size(), 0U);
+  EXPECT_EQ(unhooked, std::vector<HWINEVENTHOOK>{});
+  EXPECT_EQ(posts.size(), 1U);
+}
+
 TEST_F(MonitorTrackerThreadTest, DestructionPostsMessage1024AndUnhooks) {
   const DWORD thread = ThreadId();
   tracker_ = nullptr;
