@@ -14,7 +14,8 @@ namespace platform {
 void RemoveFile(const std::string& path) noexcept {
   try {
     // Not std::filesystem: some toolchains' asks the C runtime, which refuses \\?\ paths.
-    DeleteFileW(WideFromUtf8(path.c_str()).c_str());
+    const std::wstring wide = WideFromUtf8(path.c_str());
+    if (!DeleteFileW(wide.c_str())) RemoveDirectoryW(wide.c_str());
   } catch (const std::exception&) {
     // Out of memory for the path: the file stays, as for any other failed removal.
   }

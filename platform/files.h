@@ -6,9 +6,9 @@
 
 namespace platform {
 
-// Removes whatever file stands at `path` (UTF-8, read up to its first zero byte; any path that
-// Windows takes, \\?\ ones too). What Windows doesn't remove with DeleteFileW is left as it is: a
-// read-only file, one that is open elsewhere, and a folder, also an empty one. Callable from any
+// Removes what stands at `path` (UTF-8, read up to its first zero byte; any path that Windows takes,
+// \\?\ ones too): a file, or a folder that is empty. What Windows refuses to remove is left as it
+// is: a read-only file, one that is open elsewhere, a folder with something in it. Callable from any
 // thread.
 void RemoveFile(const std::string& path) noexcept;
 

@@ -108,13 +108,13 @@ TEST(RemoveFile, LeavesAReadOnlyFileAlone) {
   std::filesystem::remove(path);
 }
 
-TEST(RemoveFile, LeavesAnEmptyFolderAlone) {
+TEST(RemoveFile, RemovesAnEmptyFolder) {
   const std::filesystem::path folder = TestFile(L"empty");
   std::filesystem::create_directory(folder);
 
   platform::RemoveFile(platform::Utf8FromWide(folder.native()));
 
-  EXPECT_TRUE(std::filesystem::is_directory(folder));
+  EXPECT_FALSE(std::filesystem::exists(folder));
   std::filesystem::remove(folder);
 }
 
