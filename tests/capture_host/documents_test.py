@@ -17,6 +17,7 @@ MAY_CREATE_PIPES = {
     "capture_host/host_pipe.cpp",
     "tests/capture_host/service_test.cpp",
     "tests/windows/pipe_channel_test.cpp",
+    "tests/windows/pipe_operation_test.cpp",
 }
 FOLDERS = ["bench", "capture_host", "examples", "service", "tests", "tools"]
 
