@@ -35,6 +35,16 @@ class Shutdown : public ServiceTest {
     EXPECT_EQ(run.Texts(), Texts{GameCaptureLine()});
     EXPECT_EQ(run.Calls().CallsThatStart("gsdk_recorder_destroy"), Texts{});
   }
+
+  // Expects errors of the connection to have come when all sessions were gone already, and none of
+  // the restarts that they ask for to have been made but the one that had begun before the end.
+  static void ExpectRequestsUntilTheEnd(const ServiceRun& run) {
+    const CallLog log = run.Calls();
+    const std::size_t sessions = log.TimesOf("gsdk_session_create").size();
+    EXPECT_LE(sessions, 2U);
+    ASSERT_EQ(log.TimesOf("gsdk_recorder_destroy").size(), sessions);
+    EXPECT_GT(log.TimesOf("gsdk_err_free").back(), log.TimesOf("gsdk_recorder_destroy").back());
+  }
 };
 
 TEST_F(Shutdown, DestroysTheSessionThenEndsReportingThenUnloadsTheLibrary) {
@@ -101,15 +111,27 @@ TEST_F(Shutdown, LinesThatDoNotStopDoNotHoldUpTheEnd) {
   EXPECT_EQ(run.WaitForExit(), 52U);
 }
 
+TEST_F(Shutdown, RestartRequestsThatDoNotStopDoNotHoldUpTheEnd) {
+  const Json errors = Json::object{{"error", 8}, {"count", -1}, {"interval_us", 200}};
+  ServiceRun& run = StartRecordingService({.script = Survivors({errors, errors})}, Settings());
+  EXPECT_TRUE(run.WaitForCall("gsdk_err_free", 50));
+  run.Send(Die(53));
+  EXPECT_EQ(run.WaitForExit(), 53U);
+  ExpectRequestsUntilTheEnd(run);
+}
+
 TEST_F(Shutdown, ErrorsPacketsAndLinesAtOnceDoNotHoldUpTheEnd) {
   ServiceRun& run = StartRecordingService(
       {.script = Survivors({Json::object{{"packets", -1}},
                             Json::object{{"log", "and on"}, {"count", -1}, {"interval_us", 200}},
-                            Json::object{{"wait_file", "never"}}})},
+                            Json::object{{"error", 29}, {"count", -1}, {"interval_us", 200}}})},
       Settings());
+  EXPECT_TRUE(run.WaitForCall("gsdk_encoded_packet_release", 3));
+  EXPECT_TRUE(run.WaitForCall("gsdk_err_free", 20));
   EXPECT_TRUE(run.WaitForTextCount(20));
   run.Pipe().Close();
   EXPECT_EQ(run.WaitForExit(), 0U);
+  ExpectRequestsUntilTheEnd(run);
 }
 
 TEST_F(Shutdown, AllObjectsGoBackBeforeTheLibraryIsUnloaded) {
