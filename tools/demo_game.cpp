@@ -202,6 +202,7 @@ std::unique_ptr<Sound> StartSound(const std::string& wanted, const std::string& 
 int Main(const std::vector<std::string>& arguments) {
   CLI::App app{"A window that moves all the time and shows its frame number."};
   app.name("demo_game");
+  app.set_version_flag("--version", "demo_game " PROJECT_VERSION);
   Options options;
   std::string size = "1280x720";
   std::string move_to;

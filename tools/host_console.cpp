@@ -229,6 +229,7 @@ int Main(const std::vector<std::string>& arguments) {
       "shows every message with the seconds since the start. Exit status 0 means success,\n"
       "1 that something failed, 2 that the command line is wrong."};
   app.name("host_console");
+  app.set_version_flag("--version", "host_console " PROJECT_VERSION);
   app.require_subcommand(1);
   app.fallthrough();
   Options options;

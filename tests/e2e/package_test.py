@@ -120,6 +120,19 @@ class PackageTest(unittest.TestCase):
             status, text = run([f"{TARGET}-nm", debug])
             self.assertGreater(len(text.splitlines()), 100, name)
 
+    def test_versions_are_the_packages(self):
+        version = self.name.split("-")[1]
+        for name in PROGRAMS:
+            _, text = run([f"{TARGET}-objdump", "-s", "-j", ".rsrc", self.package / "bin" / name])
+            # VS_FIXEDFILEINFO: a mark, its own version, and the file's version as four numbers.
+            data = b"".join(bytes.fromhex("".join(line[1:].split(" ", 1)[1][:35].split()))
+                            for line in text.splitlines() if line.startswith(" "))
+            start = data.index(bytes.fromhex("bd04effe")) + 8
+            low, high, last, build = (
+                int.from_bytes(data[start + i : start + i + 2], "little") for i in (0, 2, 4, 6))
+            self.assertEqual(f"{high}.{low}.{build}.{last}", f"{version}.0", name)
+            self.assertIn(f"CaptureService-{version}-windows-x64", self.name)
+
     def build_example(self, folder):
         """Builds the packaged example against the packaged library."""
         source = folder / "example"
@@ -159,6 +172,11 @@ class PackageTest(unittest.TestCase):
         self.addCleanup(game.wait)
         self.addCleanup(game.kill)
         self.assertEqual(game.stdout.readline().strip(), "The window is open.")
+
+        for name in ["host_console", "demo_game"]:
+            status, text = self.wine(prefix, binaries / f"{name}.exe", "--version")
+            self.assertEqual(status, 0, text)
+            self.assertEqual(text.strip(), f"{name} {self.name.split('-')[1]}")
 
         # The doctor finds nothing wrong, and the game among the windows.
         report = folder / "report.json"

@@ -1,0 +1,13 @@
+# Gives a target version information with the project's version:
+#   add_version_information(TARGET FILE_NAME DESCRIPTION)
+function(add_version_information target version_file version_description)
+  cmake_path(GET version_file STEM version_name)
+  string(REPLACE "." "," version_numbers "${PROJECT_VERSION}.0")
+  set(version_type VFT_APP)
+  if(version_file MATCHES "\\.dll$")
+    set(version_type VFT_DLL)
+  endif()
+  set(resources ${CMAKE_CURRENT_BINARY_DIR}/${version_name}.rc)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${resources} @ONLY)
+  target_sources(${target} PRIVATE ${resources})
+endfunction()
