@@ -21,6 +21,7 @@
 #include "tools/host_session.h"
 #include "tools/prompt_command.h"
 #include "tools/record_command.h"
+#include "tools/replay_command.h"
 #include "tools/window_lookup.h"
 
 namespace host_tools {
@@ -52,6 +53,7 @@ struct Options {
   int watch_seconds = 0;  // 0: until the service ends
   std::uint32_t expected_status = 0;
   std::string clip_folder = ".";
+  std::string replayed;
   bool json = false;
 };
 
@@ -77,6 +79,7 @@ void AddCommonOptions(CLI::App& app, Options& options) {
                  "Capture library to use instead of the gsdk.dll beside the service");
   app.add_option("--journal", options.journal,
                  "File to append every message to, one JSON object a line");
+  app.add_flag("--json", options.json, "Print JSON for scripts; doctor prints one object");
   app.add_option("--progress", options.progress, "How to show progress")
       ->check(CLI::IsMember({"auto", "line", "plain"}))
       ->capture_default_str();
@@ -218,9 +221,45 @@ int Doctor(const Options& options, Transcript& transcript) {
   launch.program = ServiceProgram(options);
   if (!options.library.empty()) launch.library = AbsolutePath(options.library);
   const std::vector<Finding> findings = ExamineInstallation(launch, transcript);
-  transcript.Result(options.json ? FindingsJson(findings)
-                                 : DescribeFindings(findings, options.progress == "line"));
+  if (options.json) {
+    std::puts(FindingsJson(findings).c_str());
+  } else {
+    transcript.Result(DescribeFindings(findings, options.progress == "line"));
+  }
   return AllWell(findings) ? 0 : kFailed;
+}
+
+int Replay(const Options& options, Transcript& transcript, Inbox& inbox) {
+  const Journal journal = ReadJournal(AbsolutePath(options.replayed));
+  const InterruptGuard guard(inbox);
+  HostSession session(LaunchOf(options), transcript, inbox);
+  const std::uint32_t status = ReplayJournal(session, inbox, transcript, journal);
+  transcript.Note(capture_host::DescribeExit(status));
+  return status == options.expected_status ? 0 : kFailed;
+}
+
+TranscriptStyle StyleOf(const Options& options) {
+  if (options.json) return TranscriptStyle::kJson;
+  return options.progress == "line" ? TranscriptStyle::kTerminal : TranscriptStyle::kPlain;
+}
+
+// The chosen command, with what it throws shown. Ends with the exit status.
+int RunCommand(const CLI::App& command, const Options& options, Transcript& transcript) {
+  // Never destroyed: a thread that waits for typed lines may push one while the process ends.
+  Inbox& inbox = *new Inbox;
+  const std::string& name = command.get_name();
+  try {
+    if (name == "doctor") return Doctor(options, transcript);
+    if (name == "record") return Record(options, transcript, inbox);
+    if (name == "replay") return Replay(options, transcript, inbox);
+    if (name == "watch") return Watch(options, transcript, inbox);
+    return Console(options, transcript, inbox);
+  } catch (const CLI::ParseError&) {
+    throw;
+  } catch (const std::exception& failure) {
+    transcript.Failure(failure.what());
+    throw;
+  }
 }
 
 int Main(const std::vector<std::string>& arguments) {
@@ -256,9 +295,15 @@ int Main(const std::vector<std::string>& arguments) {
   console->add_option("--clips", options.clip_folder, "Folder for clips without a path")
       ->capture_default_str();
 
-  CLI::App* const doctor =
-      app.add_subcommand("doctor", "Look over the installation and say what is wrong with it");
-  doctor->add_flag("--json", options.json, "Say it as one JSON object");
+  app.add_subcommand("doctor", "Look over the installation and say what is wrong with it");
+
+  CLI::App* const replay =
+      app.add_subcommand("replay", "Send the messages of a journal again, at their times");
+  replay->add_option("journal", options.replayed, "File that --journal wrote")->required();
+  replay
+      ->add_option("--expect-status", options.expected_status,
+                   "Exit status of the service that counts as success")
+      ->capture_default_str();
 
   try {
     // CLI11 takes the words in reverse order.
@@ -266,14 +311,9 @@ int Main(const std::vector<std::string>& arguments) {
     if (options.progress == "auto") {
       options.progress = IsTerminal(STD_OUTPUT_HANDLE) ? "line" : "plain";
     }
-    Transcript transcript(options.progress == "line");
+    Transcript transcript(StyleOf(options));
     if (!options.journal.empty()) transcript.JournalTo(AbsolutePath(options.journal));
-    // Never destroyed: a thread that waits for typed lines may push one while the process ends.
-    Inbox& inbox = *new Inbox;
-    if (*doctor) return Doctor(options, transcript);
-    if (*record) return Record(options, transcript, inbox);
-    if (*watch) return Watch(options, transcript, inbox);
-    return Console(options, transcript, inbox);
+    return RunCommand(*app.get_subcommands().front(), options, transcript);
   } catch (const CLI::ParseError& mistake) {
     return app.exit(mistake) == 0 ? 0 : kMisused;
   } catch (const std::exception& failure) {

@@ -1,5 +1,6 @@
 #include "tools/transcript.h"
 
+#include <cmath>
 #include <cstdio>
 #include <json11.hpp>
 #include <stdexcept>
@@ -11,12 +12,8 @@ namespace {
 
 void Print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
-std::string SecondsSince(std::chrono::steady_clock::time_point start) {
-  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-  char text[32];
-  std::snprintf(text, sizeof(text), "%9.3f", elapsed.count());
-  return text;
-}
+constexpr std::string_view kRed = "\x1B[31m";
+constexpr std::string_view kNoColor = "\x1B[0m";
 
 }  // namespace
 
@@ -32,35 +29,43 @@ void Transcript::JournalTo(const std::filesystem::path& path) {
 void Transcript::Sent(std::string_view text) {
   const std::lock_guard lock(mutex_);
   Journal("in", text);
-  PrintLine("host     >", text);
+  PrintLine("sent", "host     >", text);
 }
 
 void Transcript::Received(const capture_host::Event& event) {
   const std::lock_guard lock(mutex_);
   Journal("out", event.text);
-  if (const auto* const line = std::get_if<capture_host::LogLine>(&event.answer)) {
-    PrintLine("service  :", line->text);
+  const auto* const line = std::get_if<capture_host::LogLine>(&event.answer);
+  if (line != nullptr) {
+    PrintLine("line", "service  :", line->text, IsFailure(*line));
   } else {
-    PrintLine("service  <", event.text);
+    PrintLine("received", "service  <", event.text);
   }
 }
 
 void Transcript::Note(std::string_view text) {
   const std::lock_guard lock(mutex_);
-  PrintLine("console  :", text);
+  PrintLine("note", "console  :", text);
 }
 
 void Transcript::Result(std::string_view text) {
   const std::lock_guard lock(mutex_);
+  if (style_ == TranscriptStyle::kJson) return PrintLine("result", "", text);
   ClearProgress();
   Print(std::string(text) + "\n");
   std::fflush(stdout);
 }
 
+void Transcript::Failure(std::string_view text) {
+  const std::lock_guard lock(mutex_);
+  if (style_ == TranscriptStyle::kJson) PrintLine("failure", "", text);
+  ClearProgress();
+}
+
 void Transcript::Progress(std::string_view text, bool milestone) {
   const std::lock_guard lock(mutex_);
-  if (!animated_) {
-    if (milestone) PrintLine("console  :", text);
+  if (style_ != TranscriptStyle::kTerminal) {
+    if (milestone) PrintLine("progress", "console  :", text);
     return;
   }
   ClearProgress();
@@ -74,10 +79,28 @@ void Transcript::EndProgress() {
   ClearProgress();
 }
 
-void Transcript::PrintLine(std::string_view mark, std::string_view text) {
+void Transcript::PrintLine(const char* kind, std::string_view mark, std::string_view text,
+                           bool red) {
   ClearProgress();
-  Print(SecondsSince(start_) + "  " + std::string(mark) + " " + std::string(text) + "\n");
+  if (style_ == TranscriptStyle::kJson) {
+    const json11::Json line =
+        json11::Json::object{{"time", Elapsed()}, {"kind", kind}, {"text", std::string(text)}};
+    Print(line.dump() + "\n");
+  } else {
+    char seconds[32];
+    std::snprintf(seconds, sizeof(seconds), "%9.3f", Elapsed());
+    const bool colored = red && style_ == TranscriptStyle::kTerminal;
+    if (colored) Print(kRed);
+    Print(std::string(seconds) + "  " + std::string(mark) + " " + std::string(text));
+    if (colored) Print(kNoColor);
+    Print("\n");
+  }
   std::fflush(stdout);
+}
+
+double Transcript::Elapsed() const {
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
+  return std::round(elapsed.count() * 1000) / 1000;
 }
 
 void Transcript::ClearProgress() {
@@ -92,6 +115,7 @@ void Transcript::Journal(std::string_view direction, std::string_view text) {
   if (!journal_.is_open()) return;
   const json11::Json line = json11::Json::object{
       {"direction", std::string(direction)},
+      {"time", Elapsed()},
       {"text", std::string(text)},
   };
   journal_ << line.dump() << '\n' << std::flush;

@@ -1,8 +1,8 @@
 // What `host_console doctor` says about installations that are broken in one way each. A whole one
 // needs a display and is examined where the package is tested.
 #include <fstream>
-#include <sstream>
 
+#include "tests/e2e/console_run.h"
 #include "tests/e2e/service_test.h"
 
 namespace e2e {
@@ -13,18 +13,11 @@ class Doctor : public ::testing::Test {
   // Runs the doctor over the test's folder; the findings that are problems, as "SUBJECT: TEXT
   // ADVICE" with the folder written as FOLDER.
   Texts Problems() {
-    const std::filesystem::path report = folder_.Path() / "report.json";
-    // The command processor takes away the outermost marks.
-    const std::wstring command = L"\"\"" + (ProgramFolder() / "host_console.exe").wstring() +
-                                 L"\" doctor --json --service \"" +
-                                 (folder_.Path() / "CaptureService.exe").wstring() + L"\" > \"" +
-                                 report.wstring() + L"\"\"";
-    const int status = _wsystem(command.c_str());
-    std::ostringstream text;
-    text << std::ifstream(report, std::ios::binary).rdbuf();
+    const auto [status, text] = RunConsole(
+        {L"doctor", L"--json", L"--service", (folder_.Path() / "CaptureService.exe").wstring()});
     std::string error;
-    const Json json = Json::parse(text.str(), error);
-    EXPECT_TRUE(json["well"].is_bool()) << text.str();
+    const Json json = Json::parse(text, error);
+    EXPECT_TRUE(json["well"].is_bool()) << text;
     Texts problems;
     for (const Json& finding : json["findings"].array_items()) {
       if (finding["kind"] != "problem") continue;
