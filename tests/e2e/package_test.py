@@ -171,7 +171,8 @@ class PackageTest(unittest.TestCase):
         self.addCleanup(game.stdout.close)
         self.addCleanup(game.wait)
         self.addCleanup(game.kill)
-        self.assertEqual(game.stdout.readline().strip(), "The window is open.")
+        # Before, it may say that there is nothing to play its sound on.
+        self.assertIn("The window is open.\n", iter(game.stdout.readline, ""))
 
         for name in ["host_console", "demo_game"]:
             status, text = self.wine(prefix, binaries / f"{name}.exe", "--version")
