@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "platform/owned_handle.h"
 #include "platform/text_encoding.h"
@@ -42,8 +43,8 @@ struct TaskMemoryFreer {
 void Check(HRESULT result, const char* what) {
   if (SUCCEEDED(result)) return;
   std::array<char, 128> text{};
-  std::snprintf(text.data(), text.size(), "Cannot play sound: %s failed with 0x%08lX.", what,
-                static_cast<unsigned long>(result));
+  std::snprintf(text.data(), text.size(), "Cannot play sound: %s failed with 0x%08X.", what,
+                static_cast<unsigned>(result));
   throw std::runtime_error(text.data());
 }
 
@@ -105,8 +106,8 @@ SoundChoice ReadSoundChoice(const std::string& text) {
 
 class Sound::Player {
  public:
-  explicit Player(const SoundChoice& choice)
-      : choice_(choice),
+  explicit Player(SoundChoice choice)
+      : choice_(std::move(choice)),
         stop_(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
         ready_(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {
     Open();
@@ -149,8 +150,9 @@ class Sound::Player {
     Check(client_->GetMixFormat(&raw_format), "GetMixFormat");
     const std::unique_ptr<WAVEFORMATEX, TaskMemoryFreer> format(raw_format);
     // Windows mixes in this format only.
-    if (!IsFloat(*format))
+    if (!IsFloat(*format)) {
       throw std::runtime_error("Cannot play sound: the device mixes no floats.");
+    }
     channels_ = format->nChannels;
     rate_ = format->nSamplesPerSec;
     Check(client_->Initialize(AUDCLNT_SHAREMODE_SHARED, AUDCLNT_STREAMFLAGS_EVENTCALLBACK, kBuffer,

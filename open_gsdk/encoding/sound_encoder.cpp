@@ -77,8 +77,9 @@ void SoundEncoder::Encode(const float* left, const float* right,
   const bool silent = IsSilent(left, frame_size_) && IsSilent(right, frame_size_);
   silent_frames_ = silent ? std::min(silent_frames_ + 1, kFramesToSilence + 1) : 0;
   // Encoded is the frame before the last one, together with the one before it.
-  const std::int64_t first_sample = next_sample_ - 2 * context_->frame_size;
-  next_sample_ += context_->frame_size;
+  const std::int64_t frame_size = context_->frame_size;
+  const std::int64_t first_sample = next_sample_ - 2 * frame_size;
+  next_sample_ += frame_size;
   if (silent_frames_ > kFramesToSilence) {
     deliver({first_sample, silence_});
     return;
@@ -87,7 +88,7 @@ void SoundEncoder::Encode(const float* left, const float* right,
   std::copy_n(left, frame_size_, reinterpret_cast<float*>(frame_->data[0]));
   std::copy_n(right, frame_size_, reinterpret_cast<float*>(frame_->data[1]));
   frame_->pts = encoded_samples_;
-  encoded_samples_ += context_->frame_size;
+  encoded_samples_ += frame_size;
   Check(avcodec_send_frame(context_.get(), frame_.get()));
   const int result = avcodec_receive_packet(context_.get(), packet_.get());
   if (result == AVERROR(EAGAIN)) return;

@@ -11,6 +11,7 @@ namespace open_gsdk {
 class DeviceEvents::Listener final : public IMMNotificationClient {
  public:
   explicit Listener(platform::OwnedHandle changed) : changed_(std::move(changed)) {}
+  virtual ~Listener() = default;
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 

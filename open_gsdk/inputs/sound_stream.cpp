@@ -26,7 +26,7 @@ constexpr std::int64_t kMostLatencyNs = 300'000'000;
 void Check(HRESULT result, const char* what) {
   if (SUCCEEDED(result)) return;
   std::array<char, 16> code{};
-  std::snprintf(code.data(), code.size(), "0x%08lX", static_cast<unsigned long>(result));
+  std::snprintf(code.data(), code.size(), "0x%08X", static_cast<unsigned>(result));
   throw Failure(ErrorCode::kInputNotReady, std::string(what) + " failed with " + code.data());
 }
 

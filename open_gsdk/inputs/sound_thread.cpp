@@ -40,8 +40,9 @@ SoundThreadPriority::SoundThreadPriority() {
 }
 
 SoundThreadPriority::~SoundThreadPriority() {
-  if (task_ != nullptr) {
-    LoadScheduler().revert(task_);
+  const RevertCharacteristics revert = LoadScheduler().revert;
+  if (task_ != nullptr && revert != nullptr) {
+    revert(task_);
   } else {
     SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_NORMAL);
   }
