@@ -15,4 +15,8 @@ std::span<const std::uint8_t> ClipPacket::Bytes(std::vector<std::uint8_t>& scrat
   return stored == nullptr ? SilentPacket() : segment->Bytes(*stored, scratch);
 }
 
+std::size_t ClipPacket::Size() const {
+  return stored == nullptr ? SilentPacket().size() : stored->size;
+}
+
 }  // namespace open_gsdk

@@ -39,6 +39,7 @@ struct ClipPacket {
 
   // Valid as long as the clip and `scratch`, which is used where the bytes are not in one piece.
   [[nodiscard]] std::span<const std::uint8_t> Bytes(std::vector<std::uint8_t>& scratch) const;
+  [[nodiscard]] std::size_t Size() const;
 };
 
 struct Clip {

@@ -14,8 +14,9 @@ namespace open_gsdk {
 namespace {
 
 constexpr AVRational kNanoseconds = {1, 1'000'000'000};
-// Large blocks, since each is one call to the system.
-constexpr int kIoBufferSize = 1024 * 1024;
+// Each block is one call to the system; larger ones leave the processor's cache before they are
+// written.
+constexpr int kIoBufferSize = 256 * 1024;
 
 // FFmpeg's view of a ByteSink: a file with a current position.
 struct SinkFile {
@@ -114,14 +115,28 @@ bool AddAudioStream(AVFormatContext& file, const AudioFormat& format) {
   return true;
 }
 
-bool WritePackets(AVFormatContext& file, const Clip& clip) {
+// Whether a file is made for its content, or in order to learn the size of its header, for which
+// the packets' sizes do.
+enum class Purpose { kContent, kHeaderSize };
+
+// Stands for the bytes of each packet of the clip where only their number counts.
+std::vector<std::uint8_t> StandIn(const Clip& clip) {
+  std::size_t largest = 0;
+  for (const ClipPacket& packet : clip.packets) largest = std::max(largest, packet.Size());
+  return std::vector<std::uint8_t>(largest);
+}
+
+bool WritePackets(AVFormatContext& file, const Clip& clip, Purpose purpose) {
+  const bool trial = purpose == Purpose::kHeaderSize;
+  const std::vector<std::uint8_t> stand_in = trial ? StandIn(clip) : std::vector<std::uint8_t>();
   const Packet packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
   std::vector<std::uint8_t> scratch;
   std::vector<std::int64_t> earliest(file.nb_streams, std::numeric_limits<std::int64_t>::min());
   for (const ClipPacket& source : clip.packets) {
     const AVStream& stream = *file.streams[source.stream];
-    const std::span<const std::uint8_t> bytes = source.Bytes(scratch);
+    const std::span<const std::uint8_t> bytes =
+        trial ? std::span(stand_in).first(source.Size()) : source.Bytes(scratch);
     // FFmpeg reads the bytes where they are, and does not write to them.
     packet->data = const_cast<std::uint8_t*>(bytes.data());
     packet->size = static_cast<int>(bytes.size());
@@ -151,9 +166,22 @@ std::int64_t MovieTimescale(const StreamSet& streams) {
   return scale <= kLargest ? scale : streams.video.frame_rate;
 }
 
+// What FFmpeg takes for parameter sets in the form of a file, so that it looks at no packet; as
+// large as those of a file can become at most.
+std::vector<std::uint8_t> StandInForParameterSets(const VideoFormat& format) {
+  constexpr std::size_t kMostThatAFileAdds = 16;
+  std::vector<std::uint8_t> bytes = {1};
+  bytes.resize(format.extradata.size() + kMostThatAFileAdds);
+  return bytes;
+}
+
 // Describes the streams; kSuccess when all could be.
-DumpStatus AddStreams(AVFormatContext& file, const StreamSet& streams) {
-  if (!AddVideoStream(file, streams.video)) return DumpStatus::kBadVideoStream;
+DumpStatus AddStreams(AVFormatContext& file, const StreamSet& streams, Purpose purpose) {
+  VideoFormat video = streams.video;
+  if (purpose == Purpose::kHeaderSize && !video.extradata.empty()) {
+    video.extradata = StandInForParameterSets(video);
+  }
+  if (!AddVideoStream(file, video)) return DumpStatus::kBadVideoStream;
   for (const AudioFormat& format : streams.audio) {
     if (!AddAudioStream(file, format)) return DumpStatus::kBadAudioStream;
   }
@@ -168,20 +196,23 @@ struct MuxResult {
 
 // With `room_for_header` the header (`moov`) is put in that many bytes before the packets, without
 // it behind them.
-MuxResult Mux(const Clip& clip, const ByteSink& sink, std::int64_t room_for_header) {
+MuxResult Mux(const Clip& clip, Purpose purpose, const ByteSink& sink,
+              std::int64_t room_for_header) {
   AVFormatContext* raw = nullptr;
   if (avformat_alloc_output_context2(&raw, nullptr, "mp4", nullptr) < 0) throw std::bad_alloc();
   const FormatContext file(raw);
   SinkFile sink_file{sink};
   const IoContext io = OpenIo(sink_file);
   file->pb = io.get();
+  // Without the buffer, into which the bytes would be copied.
+  if (purpose == Purpose::kHeaderSize) io->direct = 1;
   file->flags |= AVFMT_FLAG_CUSTOM_IO;
-  // The packets are written when the buffer is full, not each on its own.
-  file->flags &= ~AVFMT_FLAG_FLUSH_PACKETS;
+  // The packets are written when the buffer is full, not each on its own, and need no filter.
+  file->flags &= ~(AVFMT_FLAG_FLUSH_PACKETS | AVFMT_FLAG_AUTO_BSF);
   file->flush_packets = 0;
 
   const StreamSet& streams = *clip.streams;
-  MuxResult result{.status = AddStreams(*file, streams)};
+  MuxResult result{.status = AddStreams(*file, streams, purpose)};
   if (result.status != DumpStatus::kSuccess) return result;
   // The stream's own time base, so that a constant frame rate stays exactly constant.
   av_opt_set_int(file->priv_data, "video_track_timescale", streams.video.frame_rate * 512, 0);
@@ -190,7 +221,7 @@ MuxResult Mux(const Clip& clip, const ByteSink& sink, std::int64_t room_for_head
   av_dict_set(&file->metadata, "creation_time", "now", 0);
   result.status = DumpStatus::kCannotWrite;
   if (avformat_write_header(file.get(), nullptr) < 0) return result;
-  const bool written = WritePackets(*file, clip);
+  const bool written = WritePackets(*file, clip, purpose);
   result.end_of_packets = avio_tell(io.get());
   // Frees what writing the header allocated, so it is called after a failure too.
   const bool finished = av_write_trailer(file.get()) >= 0;
@@ -203,17 +234,19 @@ MuxResult Mux(const Clip& clip, const ByteSink& sink, std::int64_t room_for_head
 }  // namespace
 
 DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink) {
-  // How large the header is shows when the file is made once without being stored.
   const MuxResult trial = Mux(
-      clip, [](std::int64_t, std::span<const std::uint8_t>) { return true; }, 0);
+      clip, Purpose::kHeaderSize, [](std::int64_t, std::span<const std::uint8_t>) { return true; },
+      0);
   if (trial.status != DumpStatus::kSuccess) return trial.status;
-  // What is left of the room becomes a box that players skip, which has at least 8 bytes.
-  std::int64_t room = trial.size - trial.end_of_packets + 8;
+  // What is left of the room becomes a box that players skip, which has at least 8 bytes. Pictures
+  // can become some bytes larger in the file, and be put together in another way, up to a megabyte
+  // each, for which the header has 16 bytes.
+  std::int64_t room = trial.size - trial.end_of_packets + 8 + 16 * (trial.size / 1'000'000 + 1);
   // Positions beyond 4 GiB take twice the room, and the header itself may move packets there.
   if (trial.size + room > std::numeric_limits<std::uint32_t>::max()) {
     room += static_cast<std::int64_t>(clip.packets.size() * sizeof(std::uint32_t));
   }
-  return Mux(clip, sink, room).status;
+  return Mux(clip, Purpose::kContent, sink, room).status;
 }
 
 }  // namespace open_gsdk
