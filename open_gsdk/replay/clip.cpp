@@ -11,8 +11,12 @@ std::span<const std::uint8_t> SilentPacket() {
   return kSilence;
 }
 
-std::span<const std::uint8_t> ClipPacket::Bytes(std::vector<std::uint8_t>& scratch) const {
-  return stored == nullptr ? SilentPacket() : segment->Bytes(*stored, scratch);
+void ClipPacket::AddPieces(std::vector<std::span<const std::uint8_t>>& pieces) const {
+  if (stored == nullptr) {
+    pieces.push_back(SilentPacket());
+  } else {
+    segment->AddPieces(*stored, pieces);
+  }
 }
 
 std::size_t ClipPacket::Size() const {

@@ -1,9 +1,12 @@
 #include "open_gsdk/replay/clip_cut.h"
 
 #include <algorithm>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "open_gsdk/replay/clip_sound.h"
@@ -97,6 +100,36 @@ void AddPictures(const std::vector<Picture>& pictures, std::int64_t end_ns, Clip
   }
 }
 
+// Packets that stand for missing sound go with the one before them of their track.
+void SortByArrival(Clip& clip) {
+  std::unordered_map<const PacketSegment*, std::size_t> segments;
+  for (const auto& segment : clip.segments) segments.emplace(segment.get(), segments.size());
+  struct Arrival {
+    std::size_t segment;
+    std::ptrdiff_t number;
+    std::size_t packet;
+    auto operator<=>(const Arrival&) const = default;
+  };
+  std::vector<Arrival> arrivals;
+  arrivals.reserve(clip.packets.size());
+  for (const ClipPacket& packet : clip.packets) {
+    Arrival arrival{0, 0, arrivals.size()};
+    if (packet.stored != nullptr) {
+      arrival.segment = segments.at(packet.segment);
+      arrival.number = packet.stored - packet.segment->packets().data();
+    } else if (!arrivals.empty() && clip.packets[arrivals.size() - 1].stream == packet.stream) {
+      arrival.segment = arrivals.back().segment;
+      arrival.number = arrivals.back().number;
+    }
+    arrivals.push_back(arrival);
+  }
+  std::sort(arrivals.begin(), arrivals.end());
+  std::vector<ClipPacket> sorted;
+  sorted.reserve(clip.packets.size());
+  for (const Arrival& arrival : arrivals) sorted.push_back(clip.packets[arrival.packet]);
+  clip.packets = std::move(sorted);
+}
+
 }  // namespace
 
 Clip CutClip(const RingContent& content) {
@@ -115,10 +148,10 @@ Clip CutClip(const RingContent& content) {
   for (std::size_t track = 0; track < content.streams->audio.size(); ++track) {
     AddSound(track, clip);
   }
-  std::stable_sort(
-      clip.packets.begin(), clip.packets.end(),
-      [](const ClipPacket& left, const ClipPacket& right) { return left.time_ns < right.time_ns; });
-  clip.last_timestamp_ns = clip.start_ns + clip.packets.back().time_ns;
+  SortByArrival(clip);
+  for (const ClipPacket& packet : clip.packets) {
+    clip.last_timestamp_ns = std::max(clip.last_timestamp_ns, clip.start_ns + packet.time_ns);
+  }
   return clip;
 }
 

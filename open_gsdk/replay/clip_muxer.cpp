@@ -1,69 +1,21 @@
 #include "open_gsdk/replay/clip_muxer.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <new>
 #include <numeric>
-#include <utility>
+#include <span>
+#include <string>
+#include <vector>
 
+#include "open_gsdk/replay/h264_units.h"
 #include "open_gsdk/support/ffmpeg.h"
 
 namespace open_gsdk {
 namespace {
 
 constexpr AVRational kNanoseconds = {1, 1'000'000'000};
-// Each block is one call to the system; larger ones leave the processor's cache before they are
-// written.
-constexpr int kIoBufferSize = 256 * 1024;
-
-// FFmpeg's view of a ByteSink: a file with a current position.
-struct SinkFile {
-  const ByteSink& sink;
-  std::int64_t position = 0;
-  std::int64_t size = 0;
-  bool failed = false;
-};
-
-int WriteToSink(void* opaque, const std::uint8_t* bytes, int count) {
-  auto& file = *static_cast<SinkFile*>(opaque);
-  if (!file.failed && !file.sink(file.position, {bytes, static_cast<std::size_t>(count)})) {
-    file.failed = true;
-  }
-  if (file.failed) return AVERROR(EIO);
-  file.position += count;
-  file.size = std::max(file.size, file.position);
-  return count;
-}
-
-std::int64_t SeekInSink(void* opaque, std::int64_t offset, int whence) {
-  auto& file = *static_cast<SinkFile*>(opaque);
-  switch (whence) {
-    case AVSEEK_SIZE:
-      return file.size;
-    case SEEK_SET:
-      return file.position = offset;
-    case SEEK_CUR:
-      return file.position += offset;
-    case SEEK_END:
-      return file.position = file.size + offset;
-    default:
-      return AVERROR(EINVAL);
-  }
-}
-
-IoContext OpenIo(SinkFile& file) {
-  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIoBufferSize));
-  if (buffer == nullptr) throw std::bad_alloc();
-  IoContext io(
-      avio_alloc_context(buffer, kIoBufferSize, 1, &file, nullptr, WriteToSink, SeekInSink));
-  if (!io) {
-    av_free(buffer);
-    throw std::bad_alloc();
-  }
-  return io;
-}
 
 bool SetExtradata(AVCodecParameters& parameters, const std::vector<std::uint8_t>& extradata) {
   parameters.extradata =
@@ -75,12 +27,12 @@ bool SetExtradata(AVCodecParameters& parameters, const std::vector<std::uint8_t>
 }
 
 bool AddVideoStream(AVFormatContext& file, const VideoFormat& format) {
-  if (format.width <= 0 || format.height <= 0 || format.frame_rate <= 0 ||
-      format.extradata.empty()) {
+  const std::vector<std::uint8_t> configuration = DecoderConfiguration(format.extradata);
+  if (format.width <= 0 || format.height <= 0 || format.frame_rate <= 0 || configuration.empty()) {
     return false;
   }
   AVStream* stream = avformat_new_stream(&file, nullptr);
-  if (stream == nullptr || !SetExtradata(*stream->codecpar, format.extradata)) return false;
+  if (stream == nullptr || !SetExtradata(*stream->codecpar, configuration)) return false;
   stream->time_base = {1, format.frame_rate};
   stream->avg_frame_rate = {format.frame_rate, 1};
   AVCodecParameters& parameters = *stream->codecpar;
@@ -115,31 +67,17 @@ bool AddAudioStream(AVFormatContext& file, const AudioFormat& format) {
   return true;
 }
 
-// Whether a file is made for its content, or in order to learn the size of its header, for which
-// the packets' sizes do.
-enum class Purpose { kContent, kHeaderSize };
-
-// Stands for the bytes of each packet of the clip where only their number counts.
-std::vector<std::uint8_t> StandIn(const Clip& clip) {
-  std::size_t largest = 0;
-  for (const ClipPacket& packet : clip.packets) largest = std::max(largest, packet.Size());
-  return std::vector<std::uint8_t>(largest);
-}
-
-bool WritePackets(AVFormatContext& file, const Clip& clip, Purpose purpose) {
-  const bool trial = purpose == Purpose::kHeaderSize;
-  const std::vector<std::uint8_t> stand_in = trial ? StandIn(clip) : std::vector<std::uint8_t>();
+bool WritePackets(AVFormatContext& file, const Clip& clip, MuxOutput& output) {
   const Packet packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
-  std::vector<std::uint8_t> scratch;
+  std::vector<std::span<const std::uint8_t>> pieces;
   std::vector<std::int64_t> earliest(file.nb_streams, std::numeric_limits<std::int64_t>::min());
   for (const ClipPacket& source : clip.packets) {
     const AVStream& stream = *file.streams[source.stream];
-    const std::span<const std::uint8_t> bytes =
-        trial ? std::span(stand_in).first(source.Size()) : source.Bytes(scratch);
-    // FFmpeg reads the bytes where they are, and does not write to them.
-    packet->data = const_cast<std::uint8_t*>(bytes.data());
-    packet->size = static_cast<int>(bytes.size());
+    pieces.clear();
+    source.AddPieces(pieces);
+    packet->data = output.StandInFor(pieces);
+    packet->size = static_cast<int>(source.Size());
     packet->stream_index = stream.index;
     packet->flags = source.key_frame ? AV_PKT_FLAG_KEY : 0;
     const std::int64_t begin = av_rescale_q(source.time_ns, kNanoseconds, stream.time_base);
@@ -166,22 +104,9 @@ std::int64_t MovieTimescale(const StreamSet& streams) {
   return scale <= kLargest ? scale : streams.video.frame_rate;
 }
 
-// What FFmpeg takes for parameter sets in the form of a file, so that it looks at no packet; as
-// large as those of a file can become at most.
-std::vector<std::uint8_t> StandInForParameterSets(const VideoFormat& format) {
-  constexpr std::size_t kMostThatAFileAdds = 16;
-  std::vector<std::uint8_t> bytes = {1};
-  bytes.resize(format.extradata.size() + kMostThatAFileAdds);
-  return bytes;
-}
-
 // Describes the streams; kSuccess when all could be.
-DumpStatus AddStreams(AVFormatContext& file, const StreamSet& streams, Purpose purpose) {
-  VideoFormat video = streams.video;
-  if (purpose == Purpose::kHeaderSize && !video.extradata.empty()) {
-    video.extradata = StandInForParameterSets(video);
-  }
-  if (!AddVideoStream(file, video)) return DumpStatus::kBadVideoStream;
+DumpStatus AddStreams(AVFormatContext& file, const StreamSet& streams) {
+  if (!AddVideoStream(file, streams.video)) return DumpStatus::kBadVideoStream;
   for (const AudioFormat& format : streams.audio) {
     if (!AddAudioStream(file, format)) return DumpStatus::kBadAudioStream;
   }
@@ -194,25 +119,27 @@ struct MuxResult {
   std::int64_t size = 0;
 };
 
+std::size_t LargestPacket(const Clip& clip) {
+  std::size_t largest = 0;
+  for (const ClipPacket& packet : clip.packets) largest = std::max(largest, packet.Size());
+  return largest;
+}
+
 // With `room_for_header` the header (`moov`) is put in that many bytes before the packets, without
-// it behind them.
-MuxResult Mux(const Clip& clip, Purpose purpose, const ByteSink& sink,
-              std::int64_t room_for_header) {
+// it behind them. Without a sink only the sizes are found out, which takes no look at the bytes.
+MuxResult Mux(const Clip& clip, const ByteSink* sink, std::int64_t room_for_header) {
   AVFormatContext* raw = nullptr;
   if (avformat_alloc_output_context2(&raw, nullptr, "mp4", nullptr) < 0) throw std::bad_alloc();
   const FormatContext file(raw);
-  SinkFile sink_file{sink};
-  const IoContext io = OpenIo(sink_file);
-  file->pb = io.get();
-  // Without the buffer, into which the bytes would be copied.
-  if (purpose == Purpose::kHeaderSize) io->direct = 1;
+  MuxOutput output(sink, LargestPacket(clip));
+  file->pb = output.io();
   file->flags |= AVFMT_FLAG_CUSTOM_IO;
-  // The packets are written when the buffer is full, not each on its own, and need no filter.
+  // Nothing is written before there is a block of it, and no packet needs a filter.
   file->flags &= ~(AVFMT_FLAG_FLUSH_PACKETS | AVFMT_FLAG_AUTO_BSF);
   file->flush_packets = 0;
 
   const StreamSet& streams = *clip.streams;
-  MuxResult result{.status = AddStreams(*file, streams, purpose)};
+  MuxResult result{.status = AddStreams(*file, streams)};
   if (result.status != DumpStatus::kSuccess) return result;
   // The stream's own time base, so that a constant frame rate stays exactly constant.
   av_opt_set_int(file->priv_data, "video_track_timescale", streams.video.frame_rate * 512, 0);
@@ -221,32 +148,30 @@ MuxResult Mux(const Clip& clip, Purpose purpose, const ByteSink& sink,
   av_dict_set(&file->metadata, "creation_time", "now", 0);
   result.status = DumpStatus::kCannotWrite;
   if (avformat_write_header(file.get(), nullptr) < 0) return result;
-  const bool written = WritePackets(*file, clip, purpose);
-  result.end_of_packets = avio_tell(io.get());
+  output.BeginPackets();
+  const bool written = WritePackets(*file, clip, output);
+  output.EndPackets();
+  result.end_of_packets = avio_tell(output.io());
   // Frees what writing the header allocated, so it is called after a failure too.
   const bool finished = av_write_trailer(file.get()) >= 0;
-  avio_flush(io.get());
-  result.size = sink_file.size;
-  if (written && finished && !sink_file.failed) result.status = DumpStatus::kSuccess;
+  const bool arrived = output.Finish();
+  result.size = output.size();
+  if (written && finished && arrived) result.status = DumpStatus::kSuccess;
   return result;
 }
 
 }  // namespace
 
 DumpStatus WriteMp4(const Clip& clip, const ByteSink& sink) {
-  const MuxResult trial = Mux(
-      clip, Purpose::kHeaderSize, [](std::int64_t, std::span<const std::uint8_t>) { return true; },
-      0);
+  const MuxResult trial = Mux(clip, nullptr, 0);
   if (trial.status != DumpStatus::kSuccess) return trial.status;
-  // What is left of the room becomes a box that players skip, which has at least 8 bytes. Pictures
-  // can become some bytes larger in the file, and be put together in another way, up to a megabyte
-  // each, for which the header has 16 bytes.
-  std::int64_t room = trial.size - trial.end_of_packets + 8 + 16 * (trial.size / 1'000'000 + 1);
+  // What is left of the room becomes a box that players skip, which has at least 8 bytes.
+  std::int64_t room = trial.size - trial.end_of_packets + 8;
   // Positions beyond 4 GiB take twice the room, and the header itself may move packets there.
   if (trial.size + room > std::numeric_limits<std::uint32_t>::max()) {
     room += static_cast<std::int64_t>(clip.packets.size() * sizeof(std::uint32_t));
   }
-  return Mux(clip, Purpose::kContent, sink, room).status;
+  return Mux(clip, &sink, room).status;
 }
 
 }  // namespace open_gsdk

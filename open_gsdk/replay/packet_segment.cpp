@@ -54,22 +54,17 @@ std::int64_t PacketSegment::DroppedBefore(std::size_t number) const {
   return found == losses_.end() || found->packet != number ? 0 : found->dropped_ns;
 }
 
-std::span<const std::uint8_t> PacketSegment::Bytes(const StoredPacket& packet,
-                                                   std::vector<std::uint8_t>& scratch) const {
+void PacketSegment::AddPieces(const StoredPacket& packet,
+                              std::vector<std::span<const std::uint8_t>>& pieces) const {
   std::size_t block = packet.offset / kBlockSize;
   std::size_t offset = packet.offset % kBlockSize;
-  if (packet.size == 0) return {};
-  if (packet.size <= kBlockSize - offset) return {blocks_[block]->data() + offset, packet.size};
-  scratch.clear();
-  scratch.reserve(packet.size);
-  while (scratch.size() < packet.size) {
-    const std::size_t count = std::min(packet.size - scratch.size(), kBlockSize - offset);
-    const std::uint8_t* const begin = blocks_[block]->data() + offset;
-    scratch.insert(scratch.end(), begin, begin + count);
+  for (std::size_t left = packet.size; left > 0;) {
+    const std::size_t count = std::min(left, kBlockSize - offset);
+    pieces.emplace_back(blocks_[block]->data() + offset, count);
+    left -= count;
     ++block;
     offset = 0;
   }
-  return scratch;
 }
 
 void PacketSegment::Write(std::size_t offset, std::span<const std::uint8_t> bytes) {

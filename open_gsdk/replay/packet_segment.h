@@ -13,9 +13,9 @@
 
 namespace open_gsdk {
 
-// Large enough that the memory manager's own share doesn't count, small enough that the last one
-// of a buffer, which is not full, doesn't either.
-inline constexpr std::size_t kBlockSize = 64 * std::size_t{1024};
+// Large, since a dump writes each with one call to the system, but so small that the last one of a
+// buffer, which is not full, doesn't count.
+inline constexpr std::size_t kBlockSize = 512 * std::size_t{1024};
 using PacketBlock = std::array<std::uint8_t, kBlockSize>;
 
 struct StoredPacket {
@@ -63,10 +63,10 @@ class PacketSegment {
   // What of its stream was lost right before the packet with this number.
   [[nodiscard]] std::int64_t DroppedBefore(std::size_t number) const;
 
-  // The bytes of one of packets(), where they are or, when they lie in several blocks, in
-  // `scratch`. Valid as long as both.
-  [[nodiscard]] std::span<const std::uint8_t> Bytes(const StoredPacket& packet,
-                                                    std::vector<std::uint8_t>& scratch) const;
+  // Where the bytes of one of packets() are: in one piece for each block that they lie in. Adds the
+  // pieces to `pieces`; they are valid as long as the segment.
+  void AddPieces(const StoredPacket& packet,
+                 std::vector<std::span<const std::uint8_t>>& pieces) const;
 
  private:
   struct Loss {

@@ -1,6 +1,7 @@
 #include "open_gsdk/replay/recorder.h"
 
 #include "open_gsdk/replay/clip_cut.h"
+#include "open_gsdk/replay/h264_units.h"
 
 namespace open_gsdk {
 
@@ -10,8 +11,21 @@ void Recorder::SetDuration(std::uint32_t milliseconds) {
 }
 
 void Recorder::Push(const EncodedPacket& packet) {
+  if (!packet.IsVideo()) {
+    const std::lock_guard lock(mutex_);
+    ring_.Push(packet);
+    return;
+  }
+  // In the form that it has in a file, so that a dump need not look at the bytes.
+  const EncodedPacket stored{.streams = packet.streams,
+                             .stream = packet.stream,
+                             .key_frame = packet.key_frame,
+                             .time_ns = packet.time_ns,
+                             .duration_ns = packet.duration_ns,
+                             .dropped_ns = packet.dropped_ns,
+                             .data = UnitsWithLengths(packet.data)};
   const std::lock_guard lock(mutex_);
-  ring_.Push(packet);
+  ring_.Push(stored);
 }
 
 gsdk_dump_result Recorder::Dump(const std::function<DumpStatus(const Clip&)>& write) {

@@ -17,8 +17,9 @@ class Recorder {
  public:
   void SetDuration(std::uint32_t milliseconds);
 
-  // Copies what it keeps. Waits for a dump no longer than it takes to copy the list of the ring's
-  // segments. Throws std::bad_alloc as PacketRing::Push does.
+  // Takes pictures as encoders give them, with start codes. Copies what it keeps. Waits for a dump
+  // no longer than it takes to copy the list of the ring's segments. Throws std::bad_alloc as
+  // PacketRing::Push does.
   void Push(const EncodedPacket& packet);
 
   // Has `write` store what is in the buffer right now. Packets may be pushed meanwhile. Throws

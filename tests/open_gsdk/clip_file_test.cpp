@@ -276,7 +276,8 @@ TEST_F(ClipFile, TemporaryFilesOfProcessesThatAreGoneAreRemovedAndNoOthers) {
   for (const std::wstring& name : others) WriteFileWith(folder_ + name, "");
   EXPECT_EQ(Dump(L"a.mp4"), 0);
   Names expected = others;
-  expected.insert(expected.begin(), L"a.mp4");
+  expected.emplace_back(L"a.mp4");
+  std::sort(expected.begin(), expected.end());
   EXPECT_EQ(Files(), expected);
 }
 
