@@ -127,7 +127,7 @@ GrabResult GdiCapture::Compare() {
   return GrabResult::kPicture;
 }
 
-void GdiCapture::DrawCursor(POINT origin) {
+void GdiCapture::DrawCursor(POINT origin) const {
   CURSORINFO cursor{};
   cursor.cbSize = sizeof(cursor);
   if (!GetCursorInfo(&cursor) || (cursor.flags & CURSOR_SHOWING) == 0) return;

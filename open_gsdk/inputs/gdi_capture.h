@@ -44,7 +44,7 @@ class GdiCapture : public PictureSource {
   GrabResult GrabMonitor(const VideoSource& source);
   GrabResult GrabWindow(const VideoSource& source);
   bool Copy(HWND window, POINT from, Size size);
-  void DrawCursor(POINT origin);
+  void DrawCursor(POINT origin) const;
   GrabResult Compare();
 
   Canvas next_;  // is drawn into
