@@ -105,12 +105,17 @@ HRESULT CompositorCapture::Start(const CaptureSystem& system, HMONITOR monitor,
   return result;
 }
 
-HRESULT CompositorCapture::CreateItem(const CaptureSystem& system, HMONITOR monitor) {
+HRESULT CompositorCapture::CheckSupport(const CaptureSystem& system) {
   ComPtr<ICaptureSessionStatics> statics;
   HRESULT result = Activate(system, L"GraphicsCaptureSession", statics);
   boolean supported = 0;
   if (SUCCEEDED(result)) result = statics->IsSupported(&supported);
   if (SUCCEEDED(result) && supported == 0) result = HRESULT_FROM_WIN32(ERROR_NOT_SUPPORTED);
+  return result;
+}
+
+HRESULT CompositorCapture::CreateItem(const CaptureSystem& system, HMONITOR monitor) {
+  HRESULT result = CheckSupport(system);
   ComPtr<ICaptureItemFactory> factory;
   if (SUCCEEDED(result)) result = Activate(system, L"GraphicsCaptureItem", factory);
   if (FAILED(result)) return result;

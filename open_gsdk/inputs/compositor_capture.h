@@ -39,6 +39,10 @@ class CompositorCapture {
   CompositorCapture(const CompositorCapture&) = delete;
   CompositorCapture& operator=(const CompositorCapture&) = delete;
 
+  // Fails when the system has no such interface. Takes no time, unlike what needs a graphics
+  // device.
+  static HRESULT CheckSupport(const CaptureSystem& system);
+
   // Begins to capture, once; `monitor` is the source's or the one that shows its window. Fails
   // when the system has no such interface or refuses it.
   HRESULT Start(const CaptureSystem& system, HMONITOR monitor, CapturePixels pixels);

@@ -53,6 +53,10 @@ CompositorSource::CompositorSource(const VideoSource& source, CaptureSystem syst
   }
   if (monitor_ == nullptr)
     throw Failure(ErrorCode::kInputGone, DescribeSource(source_) + " is gone");
+  // First, because a first question about the graphics device may take a second.
+  if (const HRESULT result = CompositorCapture::CheckSupport(system_); FAILED(result)) {
+    throw Failure(ErrorCode::kSystem, HexText(result));
+  }
   light_ = system_.query_light(monitor_);
   if (light_.hdr) tone_map_ = MakeToneMap(light_.white_nits);
   if (const HRESULT result = Open(); FAILED(result)) {

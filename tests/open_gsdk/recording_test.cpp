@@ -243,11 +243,12 @@ TEST(Logging, SaysWhatIsRecordedAndHonoursTheLevel) {
       EXPECT_TRUE(LogLines().empty());
       continue;
     }
-    ASSERT_EQ(LogLines().size(), 3u) << testing::PrintToString(LogLines());
+    ASSERT_EQ(LogLines().size(), 4u) << testing::PrintToString(LogLines());
     EXPECT_TRUE(LogLines()[0].starts_with("2 video encoder libx264; not h264_nvenc: "))
         << LogLines()[0];
     EXPECT_EQ(LogLines()[1], "2 " + start);
-    EXPECT_TRUE(LogLines()[2].starts_with("2 recording ended: ")) << LogLines()[2];
+    EXPECT_TRUE(LogLines()[2].starts_with("2 pictures by GDI: ")) << LogLines()[2];
+    EXPECT_TRUE(LogLines()[3].starts_with("2 recording ended: ")) << LogLines()[3];
   }
 }
 
