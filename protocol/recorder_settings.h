@@ -13,7 +13,7 @@ enum class RecordingMode : std::uint32_t { kMonitor = 1, kGame = 2, kWindow = 3 
 
 struct RecorderSettings {
   std::int32_t audio_samplerate = 0;  // hertz
-  std::int32_t audio_bitrate = 0;     // bits per second
+  std::int32_t audio_bitrate = 0;     // in the capture library's unit; the open one's is bits/s
   std::int32_t video_fps = 0;
   std::int32_t encoding_crf = 0;  // both the lowest and the highest quality of the encoder
   std::int32_t video_max_height = 0;
