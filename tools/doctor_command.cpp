@@ -167,9 +167,10 @@ void ExamineInputs(const char* kind, const std::string& subject, bool needed, Fi
                       lacks ? "Attach one, or log on to a desktop." : ""});
 }
 
-// The lines of the trial that name the encoder or a failure.
+// The lines of the trial that name the encoder, the source of the pictures, or a failure.
 bool IsTelling(const capture_host::LogLine& line) {
-  return line.text.find("encoder") != std::string::npos || IsFailure(line);
+  return line.text.find("encoder") != std::string::npos || line.text.starts_with("pictures by ") ||
+         IsFailure(line);
 }
 
 // Takes what the service says until `limit`, keeping the telling lines. True as soon as a recording

@@ -194,6 +194,7 @@ class PackageTest(unittest.TestCase):
                          "The project's own: reports go to a folder and nowhere else.")
         self.assertIn("all 34 entry points", findings["gsdk.dll"]["text"])
         self.assertIn("video encoder", findings["trial recording"]["text"])
+        self.assertIn("pictures by ", findings["trial recording"]["text"])
         windows = [json.loads(line) for line in findings["windows"]["text"].splitlines()[1:]]
         (pid,) = {w["value"]["pid"] for w in windows if w["value"]["title"] == "Demo Game"}
 
