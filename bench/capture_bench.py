@@ -1,0 +1,322 @@
+#!/usr/bin/python3
+"""The figures of the open capture library against FFmpeg's own loop; scripts/bench starts this with a
+display and a Wine prefix. Recordings of the two take turns, so that what else the machine does
+meets both alike; a figure is the median of its rounds."""
+
+import argparse
+import contextlib
+import json
+import os
+import re
+import statistics
+import subprocess
+import sys
+import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
+from frame_code import FrameCodeReader  # noqa: E402
+
+WINE = os.path.join(os.path.dirname(__file__), "..", "scripts", "wine")
+TITLE = "Moving window"
+QUALITY = 23
+DECODED = (640, 360)
+PATIENCE_S = 180
+
+
+def windows_path(path):
+    return "Z:" + path.replace("/", "\\")
+
+
+# --- How busy the machine is --------------------------------------------------------------------
+
+
+def processor_times():
+    with open("/proc/stat", encoding="ascii") as file:
+        times = [int(text) for text in file.readline().split()[1:9]]
+    idle = times[3] + times[4]
+    return sum(times) - idle, sum(times)
+
+
+def busy_share(seconds):
+    """The share of all processors that is in use now."""
+    before = processor_times()
+    time.sleep(seconds)
+    after = processor_times()
+    return (after[0] - before[0]) / max(after[1] - before[1], 1)
+
+
+@contextlib.contextmanager
+def running(commands):
+    """Programs that run meanwhile; ended by their own process ids."""
+    processes = [subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+                 for command in commands]
+    try:
+        yield processes
+    finally:
+        for process in processes:
+            process.kill()
+            process.wait()
+            process.stdout.close()
+
+
+def busy_processes():
+    return running([[sys.executable, "-c", "while True: pass"]] * 2)
+
+
+# --- Recordings ---------------------------------------------------------------------------------
+
+
+class Machine:
+    """Where the programs are, and how long a recording is."""
+
+    def __init__(self, options):
+        self.programs = options.programs
+        self.ffmpeg = options.ffmpeg
+        self.scratch = options.scratch
+        self.seconds = 5 if options.quick else 9
+        # Of each recording, its last seconds: when everything is loaded and runs.
+        self.counted_s = self.seconds - 2.5
+        self.rounds = 2 if options.quick else 5
+
+    def program(self, name):
+        return [WINE, os.path.join(self.programs, name)]
+
+    @contextlib.contextmanager
+    def window(self, size, frame_rate):
+        """A window that moves; nothing else of this benchmark runs when it appears."""
+        command = self.program("moving_window.exe") + [TITLE, *map(str, size), str(frame_rate)]
+        with running([command]) as processes:
+            line = processes[0].stdout.readline()
+            if b"The window is open." not in line:
+                raise SystemExit("bench: the moving window did not open")
+            time.sleep(1)
+            yield
+
+    def record_with_library(self, frame_rate):
+        clip = os.path.join(self.scratch, "library.mp4")
+        return self.record(clip, self.program("record_bench.exe") + [
+            TITLE, str(frame_rate), str(QUALITY), str(self.seconds), windows_path(clip)])
+
+    def record_with_ffmpeg(self, frame_rate):
+        """Pictures get the time at which they were taken, and none is made up, as in the library;
+        a key frame a second and no B frames."""
+        clip = os.path.join(self.scratch, "ffmpeg.mkv")
+        return self.record(clip, [WINE, self.ffmpeg] + (
+            f"-hide_banner -nostdin -nostats -y -f gdigrab -draw_mouse 0 -framerate {frame_rate}"
+            f" -t {self.seconds}").split() + ["-i", "title=" + TITLE] + (
+                "-fps_mode vfr -c:v libx264 -preset superfast -pix_fmt yuv420p"
+                f" -crf {QUALITY} -g {frame_rate} -bf 0").split() + [windows_path(clip)])
+
+    def record(self, clip, command):
+        log = os.path.join(self.scratch, "recording.log")
+        with open(log, "w", encoding="utf-8") as file:
+            process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=file, stderr=file)
+            samples = sample_processor_time(process)
+        with open(log, encoding="utf-8", errors="replace") as file:
+            said = file.read()
+        if process.returncode != 0:
+            raise SystemExit(f"bench: {' '.join(command)} failed:\n{said[-2000:]}")
+        figures = figures_of(clip, self.counted_s, processor_share(samples, self.counted_s))
+        figures["log"] = [line for line in said.splitlines() if "recording ended" in line]
+        return figures
+
+
+def sample_processor_time(process):
+    """Pairs of time and processor time of all of the process's threads, in seconds, until its end."""
+    samples = []
+    give_up = time.monotonic() + PATIENCE_S
+    while process.poll() is None:
+        if time.monotonic() > give_up:
+            process.kill()
+        with contextlib.suppress(OSError, IndexError):
+            with open(f"/proc/{process.pid}/stat", encoding="utf-8", errors="replace") as file:
+                fields = file.read().rpartition(")")[2].split()
+            ticks = int(fields[11]) + int(fields[12])
+            samples.append((time.monotonic(), ticks / os.sysconf("SC_CLK_TCK")))
+        time.sleep(0.05)
+    return samples
+
+
+def processor_share(samples, counted_s):
+    """Seconds of processor time a second, some time before the end, at which files are finished."""
+    end = samples[-1][0] - 0.5
+    counted = [sample for sample in samples if end - counted_s <= sample[0] <= end]
+    if not counted or counted[0][0] > end - counted_s + 0.5:
+        raise SystemExit("bench: the recording ended too early")
+    return (counted[-1][1] - counted[0][1]) / (counted[-1][0] - counted[0][0])
+
+
+def figures_of(clip, counted_s, share):
+    """What the last seconds of a recording came to: how many different pictures there are a second
+    and for each second of processor time, and the longest time in ms that one stands."""
+    times = [float(line) for line in subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "frame=pts_time",
+         "-of", "csv=p=0", clip], check=True, capture_output=True, text=True).stdout
+        .replace(",", "").split()]
+    width, height = DECODED
+    pictures = subprocess.run(
+        ["ffmpeg", "-v", "error", "-i", clip, "-map", "0:v", "-vsync", "passthrough", "-vf",
+         f"scale={width}:{height}:flags=area,format=gray", "-f", "rawvideo", "-"],
+        check=True, capture_output=True).stdout
+    size = width * height
+    if len(pictures) != size * len(times) or len(times) < 2:
+        raise SystemExit(f"bench: {clip} has {len(times)} times for {len(pictures)} bytes")
+    reader = FrameCodeReader(width, height)
+    begins = []  # of each picture that differs from the one before
+    last = None
+    for index, at in enumerate(times):
+        number = reader.read(pictures[index * size : (index + 1) * size])
+        # The library begins with black until the first picture is there.
+        if number is not None and number != last:
+            begins.append(at)
+            last = number
+    first = times[-1] - counted_s
+    ends = begins[1:] + [times[-1]]
+    stands = [after - max(before, first) for before, after in zip(begins, ends) if after > first]
+    if not stands:
+        raise SystemExit(f"bench: nothing moves in the last {counted_s} s of {clip}")
+    a_second = sum(1 for begin in begins if begin >= first) / counted_s
+    return {
+        "processor_share": share,
+        "a_second": a_second,
+        "a_processor_second": a_second / share,
+        "ms_a_picture": share / a_second * 1000,
+        "longest_ms": max(stands) * 1000,
+    }
+
+
+# --- The table ----------------------------------------------------------------------------------
+
+
+class Table:
+    def __init__(self):
+        self.rows = []
+
+    def add(self, what, rounds, limit, at_least=False, unit="", note="", chosen=None):
+        """`rounds` are the values of which the median counts, or `chosen` where that is given."""
+        value = statistics.median(rounds) if chosen is None else chosen
+        self.rows.append({
+            "what": what, "value": value, "rounds": rounds, "unit": unit, "limit": limit,
+            "limit_is": "at least" if at_least else "at most", "note": note,
+            "holds": value >= limit if at_least else value <= limit})
+        self.show(self.rows[-1])
+
+    @staticmethod
+    def show(row):
+        digits = 0 if row["unit"] else 2
+        value, low, high, limit = (f"{number:.{digits}f}" for number in (
+            row["value"], min(row["rounds"]), max(row["rounds"]), row["limit"]))
+        print(f"| {row['what']} | {value}{row['unit']} ({low} to {high}) |"
+              f" {row['limit_is']} {limit}{row['unit']} | {'yes' if row['holds'] else 'NO'} |"
+              f" {row['note']} |", flush=True)
+
+    def all_hold(self):
+        return all(row["holds"] for row in self.rows)
+
+
+def median_of(recordings, key):
+    return statistics.median(recording[key] for recording in recordings)
+
+
+def ratios(ours, theirs, key):
+    return [own[key] / other[key] for own, other in zip(ours, theirs)]
+
+
+def take_turns(machine, frame_rate):
+    ours, theirs = [], []
+    for number in range(machine.rounds):
+        turns = [lambda: ours.append(machine.record_with_library(frame_rate)),
+                 lambda: theirs.append(machine.record_with_ffmpeg(frame_rate))]
+        for turn in turns if number % 2 == 0 else turns[::-1]:
+            turn()
+    return ours, theirs
+
+
+def measure_pictures(machine, table):
+    recordings = {}
+    with machine.window((1280, 720), 30):
+        ours, theirs = take_turns(machine, 30)
+    recordings["1280x720 at 30"] = {"library": ours, "ffmpeg": theirs}
+    table.add("processor time for each different picture, 1280x720 at 30, library / gdigrab",
+              ratios(ours, theirs, "ms_a_picture"), 0.55,
+              note=f"{median_of(ours, 'ms_a_picture'):.1f} ms against"
+              f" {median_of(theirs, 'ms_a_picture'):.1f} ms")
+
+    with machine.window((1920, 1080), 30):
+        quiet = [machine.record_with_library(30) for _ in range(machine.rounds)]
+    recordings["1920x1080 at 30"] = {"library": quiet}
+
+    with machine.window((1920, 1080), 60), busy_processes():
+        ours, theirs = take_turns(machine, 60)
+    recordings["1920x1080 at 60, two busy processes"] = {"library": ours, "ffmpeg": theirs}
+    table.add("different pictures a second, 1920x1080 at 60, two busy processes, library / gdigrab",
+              ratios(ours, theirs, "a_second"), 2, at_least=True,
+              note=f"{median_of(ours, 'a_second'):.1f} against"
+              f" {median_of(theirs, 'a_second'):.1f}")
+    table.add("different pictures for each second of processor time: that one / 1920x1080 at 30,"
+              " nothing else running", ratios(ours, quiet, "a_processor_second"), 0.7,
+              at_least=True, note=f"{median_of(ours, 'a_processor_second'):.0f} against"
+              f" {median_of(quiet, 'a_processor_second'):.0f}; gdigrab"
+              f" {median_of(theirs, 'a_processor_second'):.0f}")
+    longest = [recording["longest_ms"] for recording in ours]
+    table.add("longest time that one picture stands meanwhile", longest, 300, unit=" ms",
+              chosen=max(longest),
+              note=f"the worst of all; gdigrab {max(r['longest_ms'] for r in theirs):.0f} ms")
+    return recordings
+
+
+def measure_replay_buffer(machine, table):
+    """dump_bench prints each ratio with its limit and takes the best of several rounds itself."""
+    said = subprocess.run(machine.program("dump_bench.exe") + [windows_path(machine.scratch)],
+                          stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=600,
+                          check=False).stdout
+    notes = [line.strip() for line in said.splitlines() if "limit" not in line and line.strip()]
+    rows = re.findall(r"^(.*?) {2,}([\d.]+) +limit ([\d.]+) ", said, re.M)
+    if not rows:
+        raise SystemExit("bench: dump_bench printed no figures:\n" + said)
+    for what, value, limit in rows:
+        table.add(what, [float(value)], float(limit))
+    return notes
+
+
+def processor_name():
+    with open("/proc/cpuinfo", encoding="utf-8") as file:
+        return re.search(r"^model name\s*: (.*)$", file.read(), re.M)[1]
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("--programs", "--ffmpeg", "--scratch"):
+        parser.add_argument(name, required=True)
+    parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--json")
+    options = parser.parse_args()
+    machine = Machine(options)
+
+    busy = busy_share(3)
+    about = {
+        "date": time.strftime("%Y-%m-%d"), "processor": processor_name(),
+        "processors": os.cpu_count(), "seconds": machine.seconds, "rounds": machine.rounds,
+        "busy_before": busy, "load_before": os.getloadavg()[0]}
+    print(f"{about['date']}, {about['processor']}, {about['processors']} processors;"
+          f" {machine.rounds} rounds of {machine.seconds} s. Before the first,"
+          f" {busy:.0%} of the processors were busy, load {about['load_before']:.1f}.")
+    if busy > 0.1:
+        print("THE MACHINE IS BUSY: what is to be measured on a quiet one was not.")
+    print("\n| What | Median (least to most) | Limit | Holds | |\n|---|---|---|---|---|")
+    table = Table()
+    recordings = measure_pictures(machine, table)
+    notes = measure_replay_buffer(machine, table)
+    about["busy_after"] = busy_share(3)
+    print("\n" + "\n".join(notes))
+    print(f"Afterwards {about['busy_after']:.0%} of the processors were busy.")
+    if options.json:
+        with open(options.json, "w", encoding="utf-8") as file:
+            json.dump({"about": about, "figures": table.rows, "recordings": recordings,
+                       "replay_buffer": notes}, file, indent=1)
+            file.write("\n")
+    return 0 if table.all_hold() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
