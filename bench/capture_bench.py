@@ -271,7 +271,7 @@ def measure_replay_buffer(machine, table):
                           stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=600,
                           check=False).stdout
     notes = [line.strip() for line in said.splitlines() if "limit" not in line and line.strip()]
-    rows = re.findall(r"^(.*?) {2,}([\d.]+) +limit ([\d.]+) ", said, re.M)
+    rows = re.findall(r"^(.*?) +([\d.]+) +limit ([\d.]+) ", said, re.M)
     if not rows:
         raise SystemExit("bench: dump_bench printed no figures:\n" + said)
     for what, value, limit in rows:
