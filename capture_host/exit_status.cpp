@@ -102,7 +102,7 @@ constexpr std::array kExplanations = std::to_array<Explanation>({
      "It broke off: the capture library lacks an entry point, or a text was longer than a message.",
      "Look whether gsdk.dll belongs to it, and keep clip paths and ids short."},
     {0xFFFFFFFF, Restart::kPointless, "The pipe's path on its command line is not valid.",
-     "Pass \\\\.\\pipe\\ and a name without separators."},
+     R"(Pass \\.\pipe\ and a name without separators.)"},
 });
 
 std::string NameOf(std::uint32_t status) {

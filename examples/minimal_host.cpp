@@ -42,8 +42,9 @@ int wmain(int argc, wchar_t** argv) {
   }
   std::this_thread::sleep_for(std::chrono::seconds(settings.record_length + 1));
 
-  const capture_host::ClipOutcome clip = service->SaveClip(argv[3], 60s);
-  if (clip.kind != clip.Kind::kSaved) return Fail(clip.answer.error + ". " + clip.advice);
+  using capture_host::ClipOutcome;
+  const ClipOutcome clip = service->SaveClip(argv[3], 60s);
+  if (clip.kind != ClipOutcome::Kind::kSaved) return Fail(clip.answer.error + ". " + clip.advice);
   std::printf("Saved %d ms.\n", clip.answer.duration_ms);
   if (const auto failure = service->RequestEnd()) return Fail(Describe(*failure));
   const auto end = service->WaitForEnd(30s);
