@@ -46,7 +46,7 @@ class Encoder {
     key_size_ = second / 10;
     picture_size_ = (second - key_size_) / (kFrameRate - 1);
     // No byte is 0, as encoders see to it, so that nothing looks like the start of another unit.
-    std::mt19937 random(1);
+    std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same bytes each time
     std::uniform_int_distribution<int> byte(1, 255);
     noise_.resize(2 * key_size_ + kSoundSize);
     std::generate(noise_.begin(), noise_.end(),

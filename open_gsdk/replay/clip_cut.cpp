@@ -1,10 +1,10 @@
 #include "open_gsdk/replay/clip_cut.h"
 
 #include <algorithm>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -104,29 +104,25 @@ void AddPictures(const std::vector<Picture>& pictures, std::int64_t end_ns, Clip
 void SortByArrival(Clip& clip) {
   std::unordered_map<const PacketSegment*, std::size_t> segments;
   for (const auto& segment : clip.segments) segments.emplace(segment.get(), segments.size());
-  struct Arrival {
-    std::size_t segment;
-    std::ptrdiff_t number;
-    std::size_t packet;
-    auto operator<=>(const Arrival&) const = default;
-  };
+  // The segment, the packet in it, and the place in the clip so far.
+  using Arrival = std::tuple<std::size_t, std::ptrdiff_t, std::size_t>;
   std::vector<Arrival> arrivals;
   arrivals.reserve(clip.packets.size());
   for (const ClipPacket& packet : clip.packets) {
-    Arrival arrival{0, 0, arrivals.size()};
+    const std::size_t place = arrivals.size();
     if (packet.stored != nullptr) {
-      arrival.segment = segments.at(packet.segment);
-      arrival.number = packet.stored - packet.segment->packets().data();
-    } else if (!arrivals.empty() && clip.packets[arrivals.size() - 1].stream == packet.stream) {
-      arrival.segment = arrivals.back().segment;
-      arrival.number = arrivals.back().number;
+      arrivals.emplace_back(segments.at(packet.segment),
+                            packet.stored - packet.segment->packets().data(), place);
+    } else if (place > 0 && clip.packets[place - 1].stream == packet.stream) {
+      arrivals.emplace_back(std::get<0>(arrivals.back()), std::get<1>(arrivals.back()), place);
+    } else {
+      arrivals.emplace_back(0, 0, place);
     }
-    arrivals.push_back(arrival);
   }
   std::sort(arrivals.begin(), arrivals.end());
   std::vector<ClipPacket> sorted;
   sorted.reserve(clip.packets.size());
-  for (const Arrival& arrival : arrivals) sorted.push_back(clip.packets[arrival.packet]);
+  for (const Arrival& arrival : arrivals) sorted.push_back(clip.packets[std::get<2>(arrival)]);
   clip.packets = std::move(sorted);
 }
 

@@ -142,7 +142,8 @@ MuxResult Mux(const Clip& clip, const ByteSink* sink, std::int64_t room_for_head
   MuxResult result{.status = AddStreams(*file, streams)};
   if (result.status != DumpStatus::kSuccess) return result;
   // The stream's own time base, so that a constant frame rate stays exactly constant.
-  av_opt_set_int(file->priv_data, "video_track_timescale", streams.video.frame_rate * 512, 0);
+  av_opt_set_int(file->priv_data, "video_track_timescale",
+                 std::int64_t{512} * streams.video.frame_rate, 0);
   av_opt_set_int(file->priv_data, "movie_timescale", MovieTimescale(streams), 0);
   av_opt_set_int(file->priv_data, "moov_size", room_for_header, 0);
   av_dict_set(&file->metadata, "creation_time", "now", 0);

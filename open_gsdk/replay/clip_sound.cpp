@@ -46,7 +46,7 @@ std::vector<Sound> Select(std::size_t stream, const Clip& clip, std::int64_t rat
     return sound.position + kSamplesPerPacket > 0;
   });
   if (begin != sounds.begin() && begin != sounds.end() &&
-      begin->position - std::prev(begin)->position < 2 * kSamplesPerPacket) {
+      begin->position - std::prev(begin)->position < std::int64_t{2} * kSamplesPerPacket) {
     --begin;
   }
   sounds.erase(sounds.begin(), begin);

@@ -22,6 +22,7 @@ class MuxOutput {
   // `sink` outlives this object. Null for a file of which only the size is wanted.
   // `largest_packet` in bytes.
   MuxOutput(const ByteSink* sink, std::size_t largest_packet);
+  ~MuxOutput() = default;
   MuxOutput(const MuxOutput&) = delete;
   MuxOutput& operator=(const MuxOutput&) = delete;
 

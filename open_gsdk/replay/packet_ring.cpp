@@ -155,9 +155,10 @@ std::int64_t PacketRing::NeededFromNs() const {
   const std::int64_t step_ns = kNsPerSecond / std::max(streams_->video.frame_rate, 1) + 1;
   const std::int64_t end_ns = std::min(ends_ns_.front(), SoundEndNs(ends_ns_)) - step_ns;
   std::int64_t start_ns = kLatest;
-  for (auto segment = segments_.rbegin(); segment != segments_.rend(); ++segment) {
-    if (!(*segment)->HasKeyFrame() || (*segment)->streams() != streams_) break;
-    start_ns = (*segment)->StartNs();
+  for (std::size_t index = segments_.size(); index-- > 0;) {
+    const PacketSegment& segment = *segments_[index];
+    if (!segment.HasKeyFrame() || segment.streams() != streams_) break;
+    start_ns = segment.StartNs();
     if (end_ns - start_ns >= duration_ns_) break;
   }
   return start_ns - kSoundLeadNs;

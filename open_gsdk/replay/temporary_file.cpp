@@ -129,7 +129,7 @@ void RemoveAbandonedFiles(const std::wstring& folder) {
     const Process owner = OwnerOf(found.cFileName);
     // What a process still writes could not be removed anyway: it has the file for itself.
     if (owner.number != 0 && !Runs(owner)) DeleteFileW((folder + found.cFileName).c_str());
-  } while (FindNextFileW(search, &found));
+  } while (FindNextFileW(search, &found) != FALSE);
 }
 
 }  // namespace open_gsdk
