@@ -76,6 +76,12 @@ std::vector<EncodedPacket> Recording() {
   return packets;
 }
 
+std::size_t CountPackets(const RingContent& content) {
+  std::size_t count = 0;
+  for (const auto& segment : content.segments) count += segment->packets().size();
+  return count;
+}
+
 // That a clip of the ring's content can be shown.
 void ExpectConsistent(const PacketRing& ring) {
   const RingContent content = ring.Content();
@@ -100,11 +106,13 @@ TEST(OutOfMemory, APacketThatFailsIsLeftOutAndTheRestIsAsBefore) {
       ring.SetDuration(5000 * kMs);
       for (std::size_t number = 0; number < failing; ++number) ring.Push(recording[number]);
       const Clip before = CutClip(ring.Content());
+      const std::size_t packets = CountPackets(ring.Content());
       const bool failed = FailsAfter(allocations, [&] { ring.Push(recording[failing]); });
       if (failed) {
         const Clip after = CutClip(ring.Content());
         ASSERT_EQ(after.packets.size(), before.packets.size());
         ASSERT_EQ(after.duration_ns, before.duration_ns);
+        ASSERT_EQ(CountPackets(ring.Content()), packets);
         ASSERT_EQ(after.streams, before.streams);
       }
       for (std::size_t number = failing + 1; number < recording.size(); ++number) {
