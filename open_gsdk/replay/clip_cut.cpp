@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <tuple>
 #include <unordered_map>
@@ -49,6 +50,12 @@ std::int64_t StepsNs(std::int64_t steps, int frame_rate) {
 // How many whole steps of the frame rate fit into `length_ns`.
 std::int64_t WholeSteps(std::int64_t length_ns, int frame_rate) {
   return (length_ns + kRoundingNs) * frame_rate / kNsPerSecond;
+}
+
+// A length between two times on the grid without what their rounding took from it.
+std::int64_t OnGrid(std::int64_t length_ns, int frame_rate) {
+  const std::int64_t steps_ns = StepsNs(WholeSteps(length_ns, frame_rate), frame_rate);
+  return std::abs(length_ns - steps_ns) <= kRoundingNs ? steps_ns : length_ns;
 }
 
 // Leaves out the pictures beyond the end of the sound; returns where the last one ends.
@@ -137,7 +144,7 @@ Clip CutClip(const RingContent& content) {
   const std::int64_t end_ns = CutEnd(pictures, content);
   CutStart(pictures, end_ns, content.duration_ns);
   clip.start_ns = pictures.front().stored().time_ns;
-  clip.duration_ns = end_ns - clip.start_ns;
+  clip.duration_ns = OnGrid(end_ns - clip.start_ns, std::max(content.streams->video.frame_rate, 1));
   clip.memory_limited = content.memory_limited && clip.duration_ns < content.duration_ns;
 
   AddPictures(pictures, end_ns, clip);

@@ -8,6 +8,7 @@ WINE starts Windows programs. Needs a display, and a Wine prefix in which it may
 """
 
 import contextlib
+import itertools
 import os
 import subprocess
 import sys
@@ -204,7 +205,10 @@ class SoundTest(unittest.TestCase):
         (track, silent), length, lost, _ = self.finish(2)
         self.assertGreater(length, 9)
         self.assertAlmostEqual(lost, 3, delta=0.6)
-        found = stretches(track)
+        # The sound server may hand on some of what it kept meanwhile, and only then go on, so the
+        # tone may begin twice.
+        found = [(what, sum(length for _, length in same))
+                 for what, same in itertools.groupby(stretches(track), lambda found: found[0])]
         self.assertEqual([what for what, _ in found][-3:], [GAME_HZ, None, GAME_HZ])
         self.assertAlmostEqual(found[-2][1], 3, delta=0.6)
         self.assertEqual(max(silent), 0)
