@@ -38,6 +38,9 @@ void Close(IUnknown* object) {
 class ClosedHandler final : public ICaptureItemHandler {
  public:
   explicit ClosedHandler(std::shared_ptr<std::atomic<bool>> closed) : closed_(std::move(closed)) {}
+  virtual ~ClosedHandler() = default;
+  ClosedHandler(const ClosedHandler&) = delete;
+  ClosedHandler& operator=(const ClosedHandler&) = delete;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
     // Agile: it may be called on any thread.
@@ -61,8 +64,6 @@ class ClosedHandler final : public ICaptureItemHandler {
   }
 
  private:
-  ~ClosedHandler() = default;
-
   std::atomic<ULONG> references_{1};
   std::shared_ptr<std::atomic<bool>> closed_;
 };
@@ -91,7 +92,7 @@ D3D11_BOX AreaOf(HWND window, CaptureSize content) {
 CompositorCapture::~CompositorCapture() {
   Close(session_.Get());
   Close(pool_.Get());
-  if (item_ && closed_token_.value != 0) item_->remove_Closed(closed_token_);
+  if (item_.Get() != nullptr && closed_token_.value != 0) item_->remove_Closed(closed_token_);
 }
 
 HRESULT CompositorCapture::Start(const CaptureSystem& system, HMONITOR monitor,
@@ -162,11 +163,11 @@ HRESULT CompositorCapture::FetchNewest() {
     ComPtr<ICaptureFrame> next;
     const HRESULT result = pool_->TryGetNextFrame(&next);
     if (FAILED(result)) return result;
-    if (!next) break;
+    if (next.Get() == nullptr) break;
     Close(newest.Get());
     newest = std::move(next);
   }
-  const HRESULT result = newest ? Fetch(*newest.Get()) : S_OK;
+  const HRESULT result = newest.Get() != nullptr ? Fetch(*newest.Get()) : S_OK;
   Close(newest.Get());
   return result;
 }
@@ -186,7 +187,7 @@ HRESULT CompositorCapture::Fetch(ICaptureFrame& frame) {
     return pool_->Recreate(wrapped_device_.Get(), pixels_, kPoolBuffers, pool_size_);
   }
   const auto access = As<ICaptureSurfaceAccess>(surface.Get());
-  if (!access) return E_NOINTERFACE;
+  if (access.Get() == nullptr) return E_NOINTERFACE;
   ComPtr<ID3D11Texture2D> picture;
   result = access->GetInterface(IID_PPV_ARGS(&picture));
   if (FAILED(result)) return result;
@@ -210,7 +211,7 @@ HRESULT CompositorCapture::Copy(ID3D11Texture2D* picture, const D3D11_BOX& area,
 }
 
 HRESULT CompositorCapture::Prepare(Staging& target, Size size) const {
-  if (target.texture && target.size == size) return S_OK;
+  if (target.texture.Get() != nullptr && target.size == size) return S_OK;
   D3D11_TEXTURE2D_DESC description{};
   description.Width = static_cast<UINT>(size.width);
   description.Height = static_cast<UINT>(size.height);

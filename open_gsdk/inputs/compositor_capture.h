@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "open_gsdk/encoding/frame_geometry.h"
 #include "open_gsdk/inputs/capture_interfaces.h"
@@ -33,8 +34,8 @@ struct ArrivedPicture {
 class CompositorCapture {
  public:
   // `closed` is set, on a thread of the system's, when the window or monitor is gone.
-  CompositorCapture(const VideoSource& source, std::shared_ptr<std::atomic<bool>> closed)
-      : source_(source), closed_(std::move(closed)) {}
+  CompositorCapture(VideoSource source, std::shared_ptr<std::atomic<bool>> closed)
+      : source_(std::move(source)), closed_(std::move(closed)) {}
   ~CompositorCapture();
   CompositorCapture(const CompositorCapture&) = delete;
   CompositorCapture& operator=(const CompositorCapture&) = delete;

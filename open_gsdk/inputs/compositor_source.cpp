@@ -41,8 +41,8 @@ std::int64_t CompositorClockOffsetNs() {
 
 }  // namespace
 
-CompositorSource::CompositorSource(const VideoSource& source, CaptureSystem system)
-    : source_(source),
+CompositorSource::CompositorSource(VideoSource source, CaptureSystem system)
+    : source_(std::move(source)),
       system_(std::move(system)),
       clock_offset_ns_(CompositorClockOffsetNs()),
       closed_(std::make_shared<std::atomic<bool>>(false)) {
@@ -51,8 +51,9 @@ CompositorSource::CompositorSource(const VideoSource& source, CaptureSystem syst
   } else if (const auto monitor = FindMonitor(source_.monitor)) {
     monitor_ = MonitorFromRect(&monitor->rectangle, MONITOR_DEFAULTTONULL);
   }
-  if (monitor_ == nullptr)
+  if (monitor_ == nullptr) {
     throw Failure(ErrorCode::kInputGone, DescribeSource(source_) + " is gone");
+  }
   // First, because a first question about the graphics device may take a second.
   if (const HRESULT result = CompositorCapture::CheckSupport(system_); FAILED(result)) {
     throw Failure(ErrorCode::kSystem, HexText(result));

@@ -26,7 +26,7 @@ class CompositorSource {
  public:
   // Begins to capture. Throws Failure: kSystem when the system has no such interface or refuses it
   // (what() says why), kInputGone when there is no such monitor.
-  CompositorSource(const VideoSource& source, CaptureSystem system);
+  CompositorSource(VideoSource source, CaptureSystem system);
   ~CompositorSource();
   CompositorSource(const CompositorSource&) = delete;
   CompositorSource& operator=(const CompositorSource&) = delete;
