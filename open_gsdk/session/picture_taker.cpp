@@ -22,12 +22,12 @@ std::string Text(Size size) {
 
 }  // namespace
 
-PictureTaker::PictureTaker(VideoParts parts, const VideoSource& source, Size size)
+PictureTaker::PictureTaker(VideoParts parts, VideoSource source, Size size)
     : parts_(std::move(parts)),
       encoding_(parts_.choose(size)),
       converter_(std::make_unique<PictureConverter>(encoding_.size)),
       pace_(encoding_.frame_rate),
-      source_(source) {
+      source_(std::move(source)) {
   growth_.Chose(size);
 }
 

@@ -32,7 +32,7 @@ struct VideoParts {
 class PictureTaker {
  public:
   // `size` is the one of `source` for which its encoding was chosen.
-  PictureTaker(VideoParts parts, const VideoSource& source, Size size);
+  PictureTaker(VideoParts parts, VideoSource source, Size size);
 
   [[nodiscard]] const VideoEncoding& encoding() const { return encoding_; }
   // The encoder for the first pictures. Throws Failure with kNoEncoder.

@@ -26,6 +26,7 @@ std::vector<std::unique_ptr<SoundPipeline>> OpenTracks(const SessionProperties& 
 
 std::vector<AudioFormat> Formats(const std::vector<std::unique_ptr<SoundPipeline>>& tracks) {
   std::vector<AudioFormat> formats;
+  formats.reserve(tracks.size());
   for (const auto& track : tracks) formats.push_back(track->format());
   return formats;
 }
