@@ -21,7 +21,7 @@ TEST(DecideRestart, WaitsTwiceAsLongEachTimeUpToTheLimit) {
   const RestartPolicy policy{.most_failed_starts = 7,
                              .first_wait = milliseconds(2'000),
                              .longest_wait = milliseconds(20'000)};
-  std::vector<long long> waits;
+  std::vector<milliseconds::rep> waits;
   int failed = 0;
   for (int i = 0; i < 7; ++i) {
     const RestartDecision decision =
@@ -31,7 +31,8 @@ TEST(DecideRestart, WaitsTwiceAsLongEachTimeUpToTheLimit) {
     failed = decision.failed_starts;
     waits.push_back(decision.wait.count());
   }
-  EXPECT_EQ(waits, (std::vector<long long>{2'000, 4'000, 8'000, 16'000, 20'000, 20'000, 20'000}));
+  EXPECT_EQ(waits,
+            (std::vector<milliseconds::rep>{2'000, 4'000, 8'000, 16'000, 20'000, 20'000, 20'000}));
 }
 
 TEST(DecideRestart, GivesUpAfterTheLastStart) {

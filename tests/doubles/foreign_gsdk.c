@@ -64,8 +64,8 @@ static void WriteText(FILE* file, const char* text) {
 // d a signed and u an unsigned number, each of 32 bits.
 static void Log(const char* member, const char* value, const char* arguments, ...) {
   const wchar_t* path = _wgetenv(L"GSDK_DOUBLE_LOG");
-  FILE* file;
-  va_list list;
+  FILE* file = NULL;
+  va_list list;  // NOLINT(cppcoreguidelines-init-variables): va_start does
   if (path == NULL) return;
   EnterCriticalSection(&log_lock);
   file = _wfopen(path, L"ab");

@@ -177,7 +177,8 @@ void gsdk_session_properties_connection_set_type(gsdk_properties* properties, st
 
 void gsdk_session_properties_set_error_callback(gsdk_properties* properties, void* user_data,
                                                 gsdk_error_callback callback) {
-  PlainCall(__func__, {NameOf(properties), NameOf(user_data), callback ? "callback" : "null"});
+  PlainCall(__func__,
+            {NameOf(properties), NameOf(user_data), callback != nullptr ? "callback" : "null"});
   if (Live(properties, __func__) == nullptr) return;
   properties->error_callback = callback;
   properties->error_user_data = user_data;
@@ -186,7 +187,8 @@ void gsdk_session_properties_set_error_callback(gsdk_properties* properties, voi
 void gsdk_session_properties_connection_callback_set_callback(gsdk_properties* properties,
                                                               void* user_data,
                                                               gsdk_packet_callback callback) {
-  PlainCall(__func__, {NameOf(properties), NameOf(user_data), callback ? "callback" : "null"});
+  PlainCall(__func__,
+            {NameOf(properties), NameOf(user_data), callback != nullptr ? "callback" : "null"});
   if (Live(properties, __func__) == nullptr) return;
   properties->packet_callback = callback;
   properties->packet_user_data = user_data;
@@ -207,7 +209,7 @@ void gsdk_session_properties_audio_set_tracks_ids(gsdk_properties* properties, s
 
 void gsdk_logging_set_callback(gsdk_log_callback callback) {
   SetLogCallback(callback);
-  PlainCall(__func__, {callback ? "callback" : "null"});
+  PlainCall(__func__, {callback != nullptr ? "callback" : "null"});
 }
 
 void gsdk_logging_set_global_level(std::int32_t level) { PlainCall(__func__, {level}); }

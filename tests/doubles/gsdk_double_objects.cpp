@@ -80,7 +80,7 @@ class FixedText {
   }
   FixedText& operator<<(std::uint64_t number) {
     std::array<char, 20> digits = {};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    auto* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
     return *this << std::string_view(digits.data(), end);
   }
   std::string_view View() const { return {buffer_.data(), length_}; }

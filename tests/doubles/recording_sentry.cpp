@@ -86,7 +86,7 @@ struct Recorder {
 
 // Lives as long as the process: the service's threads may call while it ends.
 Recorder& TheRecorder() {
-  static Recorder* const recorder = new Recorder;
+  static auto* const recorder = new Recorder;
   return *recorder;
 }
 

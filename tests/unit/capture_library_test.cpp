@@ -133,7 +133,7 @@ TEST_F(CaptureLibraryTest, SlotIsEmptiedBeforeItIsFilledAgain) {
 
 // A module that says when it is unloaded.
 std::shared_ptr<void> TellingModule() {
-  return {new int(1), [](int* module) {
+  return {new int(1), [](const int* module) {
             delete module;
             std::fputs("unloaded\n", stderr);
           }};

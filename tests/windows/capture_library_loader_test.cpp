@@ -110,7 +110,7 @@ TEST(BindCaptureLibrary, BindsEveryEntryPoint) {
   const std::unique_ptr<CaptureLibrary> library =
       BindCaptureLibrary(LoadCaptureLibraryModule(L"doubles/gsdk.dll"));
 
-  const auto module = static_cast<HMODULE>(library->module.get());
+  auto* const module = static_cast<HMODULE>(library->module.get());
 #define EXPECT_BOUND(name)                          \
   EXPECT_EQ(reinterpret_cast<void*>(library->name), \
             reinterpret_cast<void*>(GetProcAddress(module, #name)));

@@ -16,7 +16,7 @@ TEST(FailFastDeathTest, EndsTheProcessWithTheStatusOfTheRuntimesOwn) {
 
 // An exception that nothing catches; GoogleTest catches those that leave a test's own thread.
 void Throw() { throw std::runtime_error("not caught"); }
-void ThrowThroughNoexcept() noexcept { Throw(); }
+void ThrowThroughNoexcept() noexcept { Throw(); }  // NOLINT(bugprone-exception-escape)
 
 TEST(FailFastDeathTest, EndsAProcessWhoseExceptionNobodyCatches) {
   EXPECT_EXIT(

@@ -190,8 +190,9 @@ TEST_F(CollectWmiProfileTest, AQueryThatFailsLeavesItsTagsOut) {
 
 TEST_F(CollectWmiProfileTest, AnEnumerationThatFailsKeepsWhatItGave) {
   Script script = Machine();
-  for (auto& [query, answer] : script.queries)
+  for (auto& [query, answer] : script.queries) {
     answer.end = static_cast<HRESULT>(WBEM_E_TRANSPORT_FAILURE);
+  }
   EXPECT_EQ(Collect(std::move(script)), ProfileOfMachine());
 }
 

@@ -130,7 +130,9 @@ TEST_F(MonitorTrackerThreadTest, HooksNothingForAWindowThatIsNotThere) {
   hooks.clear();
   unhooked.clear();
   posts.clear();
-  MonitorTracker(gone, [](void* /*monitor*/) {});
+  {
+    const MonitorTracker tracker(gone, [](void* /*monitor*/) {});
+  }
   EXPECT_EQ(hooks.size(), 0U);
   EXPECT_EQ(unhooked, std::vector<HWINEVENTHOOK>{});
   EXPECT_EQ(posts.size(), 1U);

@@ -31,7 +31,8 @@ bool OwnTokenIsElevated() {
 platform::OwnedHandle OtherHalf() {
   TOKEN_LINKED_TOKEN linked{};
   DWORD size = 0;
-  if (!GetTokenInformation(OwnToken().get(), TokenLinkedToken, &linked, sizeof(linked), &size)) {
+  if (GetTokenInformation(OwnToken().get(), TokenLinkedToken, &linked, sizeof(linked), &size) ==
+      FALSE) {
     return nullptr;
   }
   return platform::OwnedHandle(linked.LinkedToken);

@@ -29,7 +29,7 @@ class ReplacedImport {
  public:
   ReplacedImport(Function*& import, std::type_identity_t<Function>* replacement)
       : import_(import), system_(import) {
-    import_ = replacement;
+    import_ = replacement;  // NOLINT(cppcoreguidelines-prefer-member-initializer): a reference
   }
   ~ReplacedImport() { import_ = system_; }
   ReplacedImport(const ReplacedImport&) = delete;

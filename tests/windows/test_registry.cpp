@@ -61,7 +61,7 @@ RegistryData RegistryNumber(std::uint32_t number) { return {REG_DWORD, BytesOf(n
 RegistryData RegistryNumber64(std::uint64_t number) { return {REG_QWORD, BytesOf(number)}; }
 
 TemporaryRegistryValue::TemporaryRegistryValue(std::wstring key, std::wstring name,
-                                               std::optional<RegistryData> data)
+                                               const std::optional<RegistryData>& data)
     : key_(std::move(key)), name_(std::move(name)) {
   const platform::OwnedRegistryKey open_key = OpenForWriting(key_, &made_key_);
   before_ = Read(open_key.get(), name_);

@@ -23,7 +23,8 @@ RegistryData RegistryNumber64(std::uint64_t number);  // REG_QWORD
 // was there. Throws std::runtime_error when the registry refuses.
 class TemporaryRegistryValue {
  public:
-  TemporaryRegistryValue(std::wstring key, std::wstring name, std::optional<RegistryData> data);
+  TemporaryRegistryValue(std::wstring key, std::wstring name,
+                         const std::optional<RegistryData>& data);
   ~TemporaryRegistryValue();
   TemporaryRegistryValue(const TemporaryRegistryValue&) = delete;
   TemporaryRegistryValue& operator=(const TemporaryRegistryValue&) = delete;

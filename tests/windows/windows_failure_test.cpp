@@ -95,7 +95,7 @@ TEST_F(WindowsFailureTest, GivesTheSystemsMessage) {
 }
 
 TEST_F(WindowsFailureTest, GoesWithoutAMessageWhereTheSystemHasNone) {
-  const HRESULT code = static_cast<HRESULT>(0xA0FF1234U);
+  const auto code = static_cast<HRESULT>(0xA0FF1234U);
   const platform::WindowsFailure failure(code);
   EXPECT_STREQ(failure.what(), "");
   ASSERT_EQ(DebuggerLines().size(), 1U);
