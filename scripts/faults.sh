@@ -55,7 +55,7 @@ show_stall() {
     { "threads": [ { "steps": [ { "log": "library: packets flow again" },
                                 { "packets": -1, "interval_us": 16667 } ] } ] } ] }
 END
-  start_display -screen 0 1600x900x24
+  start_display 1600x900
   start_game
   watch --mode game --for 30 &&
     expect_messages "library: packets stop" "No recording packets seen within timeout, restarting" \
@@ -65,7 +65,7 @@ END
 show_window_closed() {
   say "The game's window closes in the middle of the recording. The capture library ends the"
   say "connection, the service restarts, finds no window to record and ends with status 0."
-  start_display -screen 0 1600x900x24
+  start_display 1600x900
   start_game --seconds 10
   watch --mode window --for 60 &&
     expect_messages "capture settings: " "Window to record no longer exists, exiting"
@@ -77,27 +77,10 @@ show_encoder_missing() {
 { "calls": { "gsdk_session_create": [
     { "code": 15, "message": "neither libx264 nor h264_mf can be opened" } ] } }
 END
-  start_display -screen 0 1600x900x24
+  start_display 1600x900
   start_game
   watch --mode game --expect-status 22 &&
     expect_messages "No valid encoder found on session creation:"
-}
-
-# A display with two monitors, 1024x768 and to the right of it 800x600. Sets DISPLAY.
-start_two_monitors() {
-  : >"$scratch/display"
-  # shellcheck disable=SC2016
-  "$root/tests/windows/two_monitors" bash -c 'echo "$$ $DISPLAY" >"$1"; exec sleep infinity' _ \
-    "$scratch/display" 2>"$scratch/display.log" &
-  display_pid=$!
-  local number=''
-  for _ in {1..300}; do
-    read -r display_holder_pid number <"$scratch/display" && [[ $number ]] && break
-    kill -0 "$display_pid" 2>/dev/null || break
-    sleep 0.1
-  done
-  [[ $number ]] || fail "the display with two monitors did not start: $(tail -n 3 "$scratch/display.log")"
-  export DISPLAY=$number
 }
 
 show_monitor_moved() {

@@ -19,11 +19,12 @@ add_test(NAME e2e.Image
   COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/image_test.py
     ${CMAKE_OBJDUMP} $<TARGET_FILE:CaptureService>)
 
-# The sound server of scripts/run and of the tests.
-add_test(NAME e2e.SoundServer
-  COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/sound_server_test.py)
+# The desktops of scripts/run and of the tests.
+add_test(NAME e2e.Desktop
+  COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/desktop_test.py)
 
 # What is shipped, tried by somebody who has nothing but the package.
 add_test(NAME e2e.Package
-  COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/package_test.py ${PROJECT_SOURCE_DIR})
+  COMMAND ${with_desktop} --new-prefix --display 1280x720 --
+    /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/package_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(e2e.Package PROPERTIES TIMEOUT 400)

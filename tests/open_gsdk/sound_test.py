@@ -2,7 +2,8 @@
 """Records tones from the devices of a sound server of its own with the open capture library, and looks
 for them in the clips.
 
-    scripts/with_sound speakers chat microphone -- sound_test.py WINE SOUND_PROBE [UNITTEST_ARGUMENT ...]
+    scripts/with_desktop --two-monitors --sound speakers --sound chat --sound microphone --
+        sound_test.py WINE SOUND_PROBE [UNITTEST_ARGUMENT ...]
 
 WINE starts Windows programs. Needs a display, and a Wine prefix in which it may change the registry.
 """

@@ -76,7 +76,8 @@ class MonitorTrackerTest : public testing::Test {
  protected:
   void SetUp() override {
     monitors_ = Monitors();
-    ASSERT_EQ(monitors_.size(), 2U) << "run this program with tests/windows/two_monitors";
+    ASSERT_EQ(monitors_.size(), 2U)
+        << "run this program with scripts/with_desktop --two-monitors --";
     window_ = MakeWindow();
     ASSERT_TRUE(window_);
   }

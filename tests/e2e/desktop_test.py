@@ -1,20 +1,28 @@
-"""Checks scripts/with_sound: what its sound server offers, and that nothing of it stays behind."""
+"""Checks scripts/with_desktop: what its prefix, display and sound server offer, and that nothing of
+them stays behind."""
 
 import contextlib
 import glob
 import os
+import re
 import subprocess
 import unittest
 
-WITH_SOUND = os.path.join(os.path.dirname(__file__), "../../scripts/with_sound")
+ROOT = os.path.realpath(os.path.join(os.path.dirname(__file__), "../.."))
+WITH_DESKTOP = os.path.join(ROOT, "scripts/with_desktop")
 
 
-def with_sound(*arguments, **options):
-    return subprocess.run([WITH_SOUND, *arguments], capture_output=True, text=True, **options)
+def run(*arguments, **options):
+    return subprocess.run([WITH_DESKTOP, *arguments], capture_output=True, text=True, **options)
 
 
-def start(*arguments):
-    return subprocess.Popen([WITH_SOUND, *arguments], stdin=subprocess.PIPE,
+def outputs(*names):
+    """The options for sound outputs, and the end of the options."""
+    return [word for name in names for word in ("--sound", name)] + ["--"]
+
+
+def start(name, *command):
+    return subprocess.Popen([WITH_DESKTOP, *outputs(name), *command], stdin=subprocess.PIPE,
                             stdout=subprocess.PIPE, text=True)
 
 
@@ -31,7 +39,7 @@ def processes():
     return found
 
 
-class WithSound(unittest.TestCase):
+class Sound(unittest.TestCase):
     def server_of(self, launcher):
         """The folder and the process of a server; its command tells the socket first."""
         folder = os.path.dirname(launcher.stdout.readline().strip().removeprefix("unix:"))
@@ -47,8 +55,8 @@ class WithSound(unittest.TestCase):
         self.assertNotIn(number, processes())
 
     def test_plays_to_the_first_output_and_hears_the_last_one(self):
-        result = with_sound("speakers", "chat", "microphone", "--", "sh", "-c",
-                            "pactl list short sinks; pactl get-default-sink; pactl get-default-source")
+        result = run(*outputs("speakers", "chat", "microphone"), "sh", "-c",
+                     "pactl list short sinks; pactl get-default-sink; pactl get-default-source")
         self.assertEqual(result.returncode, 0, result.stderr)
         lines = result.stdout.splitlines()
         sinks = [line.split("\t")[1:4:2] for line in lines[:-2]]
@@ -62,16 +70,16 @@ class WithSound(unittest.TestCase):
                   "parec --latency-msec=20 --rate=48000 --format=s16le --channels=2 |"
                   " head -c 96000; kill $!")
         sample = b"\x34\x12\xcd\xab"
-        result = subprocess.run([WITH_SOUND, "speakers", "--", "bash", "-c", "exec 3<&0; " + script],
+        result = subprocess.run([WITH_DESKTOP, *outputs("speakers"), "bash", "-c", "exec 3<&0; " + script],
                                 input=sample * 48000 * 5, capture_output=True)
         self.assertTrue(sample * 4800 in result.stdout, result.stderr)
 
     def test_passes_input_output_and_status_of_the_command_on(self):
-        result = with_sound("speakers", "--", "sh", "-c", "cat; exit 7", input="through")
+        result = run(*outputs("speakers"), "sh", "-c", "cat; exit 7", input="through")
         self.assertEqual((result.stdout, result.returncode), ("through", 7))
 
     def test_ends_with_a_command_that_fails(self):
-        with start("speakers", "--", "sh", "-c",
+        with start("speakers", "sh", "-c",
                    'echo "$PULSE_SERVER"; read -r line; exit 1') as launcher:
             server = self.server_of(launcher)
             launcher.communicate("\n")
@@ -79,7 +87,7 @@ class WithSound(unittest.TestCase):
         self.assert_gone(server)
 
     def test_ends_with_its_command_when_it_is_terminated(self):
-        with start("speakers", "--", "sh", "-c",
+        with start("speakers", "sh", "-c",
                    'echo "$PULSE_SERVER"; echo "$$"; exec sleep 60') as launcher:
             server = self.server_of(launcher)
             command = int(launcher.stdout.readline())
@@ -91,7 +99,7 @@ class WithSound(unittest.TestCase):
 
     def test_runs_several_at_a_time(self):
         with contextlib.ExitStack() as stack:
-            launchers = [stack.enter_context(start(f"output{number}", "--", "sh", "-c",
+            launchers = [stack.enter_context(start(f"output{number}", "sh", "-c",
                                                    "pactl get-default-sink; read -r line"))
                          for number in range(3)]
             # All of them run when the last one has answered.
@@ -101,14 +109,48 @@ class WithSound(unittest.TestCase):
                 launcher.communicate("\n")
 
     def test_refuses_a_name_that_the_server_would_misread(self):
-        result = with_sound("a=b", "--", "true")
+        result = run(*outputs("a=b"), "true")
         self.assertEqual((result.returncode, result.stderr),
                          (125, 'sound server: outputs have names of letters, digits, "_" and "-",'
                                ' not "a=b"\n'))
 
-    def test_needs_a_name_and_a_command(self):
-        for arguments in ([], ["speakers"], ["speakers", "--"], ["--", "true"]):
-            self.assertEqual(with_sound(*arguments).returncode, 2, arguments)
+    def test_needs_a_command_and_known_options(self):
+        for arguments in ([], ["--"], ["--two-monitors"], ["--sound"], ["true"],
+                          ["--quiet", "--", "true"]):
+            self.assertEqual(run(*arguments).returncode, 2, arguments)
+
+
+class Display(unittest.TestCase):
+    def monitors(self, *options):
+        result = run(*options, "--", "xrandr", "--current")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return re.findall(r" connected (?:primary )?(\S+)", result.stdout)
+
+    def test_has_one_monitor_of_the_given_size(self):
+        self.assertEqual(self.monitors("--display", "640x480"), ["640x480+0+0"])
+
+    def test_has_two_monitors_side_by_side(self):
+        self.assertEqual(self.monitors("--two-monitors"), ["1024x768+0+0", "800x600+1024+0"])
+
+    def test_says_why_there_is_none(self):
+        result = run("--display", "nowhere", "--", "true")
+        self.assertEqual(result.returncode, 125)
+        self.assertRegex(result.stderr, "with_desktop: the virtual display did not start: .")
+
+
+class Prefix(unittest.TestCase):
+    def test_is_a_copy_that_may_be_changed_and_goes(self):
+        original = os.path.join(ROOT, ".deps/prefix/user.reg")
+        with open(original, "rb") as file:
+            before = file.read()
+        result = run("--", "sh", "-c", f'{ROOT}/scripts/wine reg add "HKCU\\Own" /f >/dev/null && '
+                     f'{ROOT}/scripts/wine reg query "HKCU\\Own" && echo "$WINEPREFIX"')
+        self.assertEqual(result.returncode, 0, result.stderr)
+        prefix = result.stdout.splitlines()[-1]
+        self.assertTrue(prefix.startswith(os.path.join(ROOT, "build/desktop.")), result.stdout)
+        self.assertFalse(os.path.exists(os.path.dirname(prefix)))
+        with open(original, "rb") as file:
+            self.assertEqual(file.read(), before)
 
 
 if __name__ == "__main__":
