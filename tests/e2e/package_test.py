@@ -2,16 +2,17 @@
 """Tries the package as its receiver does: unpacks it into an empty folder, examines it under Wine
 with an empty prefix, builds the example against it, and records a clip with that.
 
-    package_test.py PROJECT_FOLDER [UNITTEST_ARGUMENT ...]
+    scripts/with_desktop --new-prefix --display 1280x720 --
+        package_test.py PROJECT_FOLDER [UNITTEST_ARGUMENT ...]
 """
 
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 import zipfile
 from pathlib import Path
@@ -62,33 +63,8 @@ class PackageTest(unittest.TestCase):
         (cls.package,) = (folder / "unpacked").iterdir()
         cls.name = archive.stem
 
-    def wine(self, prefix, program, *arguments, **options):
-        environment = {**os.environ, "WINEPREFIX": str(prefix), "DISPLAY": self.display}
-        return run([root / "scripts" / "wine", program, *arguments], env=environment, **options)
-
-    def start_display(self, folder):
-        read, write = os.pipe()
-        server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x720x24", "-nolisten", "tcp"],
-            pass_fds=[write],
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-        )
-        self.addCleanup(server.wait)
-        self.addCleanup(server.terminate)
-        os.close(write)
-        with os.fdopen(read) as number:
-            self.display = ":" + number.readline().strip()
-
-    def make_prefix(self, folder):
-        prefix = folder / "prefix"
-        prefix.mkdir()
-        environment = {**os.environ, "WINEPREFIX": str(prefix), "ROOT": str(root)}
-        server = '. "$ROOT/scripts/wine_paths.sh"; "$wine_server"'
-        self.addCleanup(run, ["bash", "-c", f"root=$ROOT; {server} -k; {server} -w"], env=environment)
-        status, text = self.wine(prefix, "wineboot", "--init")
-        self.assertEqual(status, 0, text)
-        return prefix
+    def wine(self, program, *arguments):
+        return run([root / "scripts" / "wine", program, *arguments])
 
     def test_holds_what_is_shipped(self):
         found = {str(path.relative_to(self.package)) for path in self.package.rglob("*")}
@@ -119,6 +95,26 @@ class PackageTest(unittest.TestCase):
             self.assertEqual(build_id(debug), identity, name)
             status, text = run([f"{TARGET}-nm", debug])
             self.assertGreater(len(text.splitlines()), 100, name)
+
+    def test_symbols_name_the_line_of_an_address(self):
+        """The first line of a function that each program has, by its name there."""
+        for program, symbol, file, begin in [
+            ("CaptureService.exe", "wWinMain", "service/main.cpp", "int WINAPI wWinMain("),
+            ("gsdk.dll", "gsdk_session_create", "open_gsdk/api/session_entry_points.cpp",
+             "bool gsdk_session_create("),
+        ]:
+            debug = self.package / "symbols" / f"{program}.debug"
+            _, text = run([f"{TARGET}-nm", debug])
+            (address,) = [line.split()[0] for line in text.splitlines()
+                          if line.endswith(f" T {symbol}")]
+            status, text = run([f"{TARGET}-addr2line", "-e", debug, address])
+            self.assertEqual(status, 0, text)
+            lines = (root / file).read_text(encoding="utf-8").splitlines()
+            (number,) = [n for n, line in enumerate(lines, 1) if line.startswith(begin)]
+            named, found = text.strip().rsplit(":", 1)
+            self.assertTrue(named.endswith(file) and not named.startswith("/"), text)
+            # A definition may take several lines before its brace.
+            self.assertIn(int(found), range(number, number + 6), text)
 
     def test_versions_are_the_packages(self):
         version = self.name.split("-")[1]
@@ -158,14 +154,11 @@ class PackageTest(unittest.TestCase):
     def test_records_a_clip_with_the_example(self):
         folder = Path(tempfile.mkdtemp(dir=self.scratch.name))
         example = self.build_example(folder)
-        self.start_display(folder)
-        prefix = self.make_prefix(folder)
         binaries = self.package / "bin"
 
         game = subprocess.Popen(
             [root / "scripts" / "wine", binaries / "demo_game.exe", "--size", "640x360",
              "--fps", "30"],
-            env={**os.environ, "WINEPREFIX": str(prefix), "DISPLAY": self.display},
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
             text=True)
         self.addCleanup(game.stdout.close)
@@ -175,7 +168,7 @@ class PackageTest(unittest.TestCase):
         self.assertIn("The window is open.\n", iter(game.stdout.readline, ""))
 
         for name in ["host_console", "demo_game"]:
-            status, text = self.wine(prefix, binaries / f"{name}.exe", "--version")
+            status, text = self.wine(binaries / f"{name}.exe", "--version")
             self.assertEqual(status, 0, text)
             self.assertEqual(text.strip(), f"{name} {self.name.split('-')[1]}")
 
@@ -184,7 +177,6 @@ class PackageTest(unittest.TestCase):
         with open(report, "w", encoding="utf-8") as output:
             done = subprocess.run(
                 [root / "scripts" / "wine", binaries / "host_console.exe", "doctor", "--json"],
-                env={**os.environ, "WINEPREFIX": str(prefix), "DISPLAY": self.display},
                 stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL,
                 timeout=LIMIT_S)
         text = report.read_text(encoding="utf-8")
@@ -199,8 +191,8 @@ class PackageTest(unittest.TestCase):
         (pid,) = {w["value"]["pid"] for w in windows if w["value"]["title"] == "Demo Game"}
 
         clip = folder / "clip.mp4"
-        status, text = self.wine(prefix, example, windows_path(binaries / "CaptureService.exe"),
-                                 str(pid), windows_path(clip))
+        status, text = self.wine(example, windows_path(binaries / "CaptureService.exe"), str(pid),
+                                 windows_path(clip))
         self.assertEqual(status, 0, text)
         status, text = run(
             ["ffprobe", "-v", "error", "-show_entries", "stream=codec_name,width,height", "-of",
@@ -210,6 +202,84 @@ class PackageTest(unittest.TestCase):
         self.assertEqual((video["codec_name"], video["width"], video["height"]),
                          ("h264", 640, 360))
         self.assertEqual(audio["codec_name"], "aac")
+
+    def report(self, zip_file, *options):
+        """Runs the report command; its status and the lines of its standard output."""
+        output = zip_file.with_suffix(".output")
+        with open(output, "w", encoding="utf-8") as stream:
+            done = subprocess.run(
+                [root / "scripts" / "wine", self.package / "bin" / "host_console.exe", "report",
+                 windows_path(zip_file), *options],
+                stdin=subprocess.DEVNULL, stdout=stream, stderr=subprocess.DEVNULL,
+                timeout=LIMIT_S)
+        return done.returncode, output.read_text(encoding="utf-8").splitlines()
+
+    def test_packs_a_report_for_support(self):
+        folder = Path(tempfile.mkdtemp(dir=self.scratch.name, prefix="ä b"))
+        reports = Path(os.environ["WINEPREFIX"], "drive_c/ProgramData/Orvane/Orvane Daskel 3",
+                       "sentry-db")
+        reports.mkdir(parents=True)
+        # What another SDK keeps there is nobody's business.
+        (reports / "memory.dmp").write_text("secret")
+
+        first = folder / "first.zip"
+        status, lines = self.report(first)
+        self.assertEqual((status, lines),
+                         (0, ["about.txt", "doctor.txt", "doctor.json",
+                              "Look through it before you pass it on: it names windows, devices,"
+                              " folders and people.", windows_path(first)]))
+        with zipfile.ZipFile(first) as file:
+            self.assertEqual(file.namelist(), ["about.txt", "doctor.txt", "doctor.json"])
+            findings = json.loads(file.read("doctor.json"))
+            self.assertEqual(findings["well"], True, findings)
+            text = file.read("doctor.txt").decode()
+            self.assertTrue(text.startswith("ok       CaptureService.exe: "), text)
+            self.assertTrue(text.endswith("All is well.\n"), text)
+            about = file.read("about.txt").decode()
+            self.assertRegex(about, "^A report for support, made by host_console "
+                             + re.escape(self.name.split("-")[1])
+                             + r" on \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC\.\n\ndoctor\.txt ")
+            self.assertIn("There is no journal: it is packed when it is named with --journal.\n"
+                          "The local sentry.dll has written nothing down on this machine.\n", about)
+
+        journal = folder / "journal"
+        journal.write_text('{"direction": "in", "time": 0, "text": "ü"}\n', encoding="utf-8")
+        (reports / "journal.jsonl").write_text('{"type": "init"}\n')
+        (self.package / "bin" / "gsdk.dll").rename(folder / "gsdk.dll")
+        second = folder / "second.zip"
+        try:
+            status, lines = self.report(second, "--journal", windows_path(journal), "--json")
+        finally:
+            (folder / "gsdk.dll").rename(self.package / "bin" / "gsdk.dll")
+        members = ["about.txt", "doctor.txt", "doctor.json", "journal.jsonl",
+                   "reports/journal.jsonl"]
+        self.assertEqual((status, [json.loads(line) for line in lines]),
+                         (0, [{"zip": windows_path(second), "members": members, "well": False}]))
+        with zipfile.ZipFile(second) as file:
+            self.assertIsNone(file.testzip())
+            self.assertEqual(file.namelist(), members)
+            self.assertEqual(file.read("journal.jsonl"), journal.read_bytes())
+            self.assertEqual(file.read("reports/journal.jsonl"), b'{"type": "init"}\n')
+            problems = [f["subject"] for f in json.loads(file.read("doctor.json"))["findings"]
+                        if f["kind"] == "problem"]
+            self.assertEqual(problems, ["gsdk.dll"])
+            self.assertIn("\njournal.jsonl          every message", file.read("about.txt").decode())
+
+        # Nothing is written over, and the doctor is not kept waiting for.
+        before = second.read_bytes()
+        status, lines = self.report(second, "--json")
+        (line,) = [json.loads(line) for line in lines]
+        self.assertEqual((status, line["kind"], line["text"]),
+                         (1, "failure",
+                          f"There is a {windows_path(second)} already. Name a new file."))
+        self.assertEqual(second.read_bytes(), before)
+        third = folder / "third.zip"
+        status, lines = self.report(third, "--json", "--journal", windows_path(folder / "none"))
+        (line,) = [json.loads(line) for line in lines]
+        self.assertEqual((status, line["text"]),
+                         (1, f"Cannot read the journal {windows_path(folder / 'none')}."
+                             " Look at its path."))
+        self.assertFalse(third.exists())
 
 
 if __name__ == "__main__":
