@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "diagnostics/machine_profile.h"
+#include "diagnostics/report_folder.h"
 #include "diagnostics/sentry_sdk.h"
 #include "platform/files.h"
 
@@ -25,7 +26,7 @@ bool InitErrorReporting(const std::string& environment) {
   sentry_options_set_handler_pathw(options, L"./crashpad_handler.exe");
   sentry_options_set_sample_rate(options, kSampleRate);
   if (const std::optional<std::wstring> folder = platform::CommonAppDataFolder()) {
-    const std::wstring database = *folder + L"\\Orvane\\Orvane Daskel 3\\sentry-db";
+    const std::wstring database = *folder + L"\\" + kReportFolder;
     sentry_options_set_database_pathw(options, database.c_str());
   }
   const bool started = sentry_init(options) == 0;
