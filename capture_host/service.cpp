@@ -6,7 +6,7 @@
 #include <thread>
 #include <utility>
 
-#include "capture_host/service_state.h"
+#include "capture_host/service_connection.h"
 #include "platform/deadline.h"
 #include "platform/text_encoding.h"
 
@@ -26,7 +26,7 @@ platform::SteadyTime DeadlineIn(milliseconds limit) {
 
 std::unique_ptr<Service> Service::Start(const ServiceLaunch& launch, EventHandler on_event,
                                         Error& error) {
-  auto state = std::make_unique<State>(launch, std::move(on_event));
+  auto state = std::make_unique<ServiceConnection>(launch, std::move(on_event));
   state->pipe = HostPipe::Create({}, error);
   if (!state->pipe) return nullptr;
   ProcessStart start{.program = launch.program, .arguments = {state->pipe->path()}};
@@ -37,7 +37,7 @@ std::unique_ptr<Service> Service::Start(const ServiceLaunch& launch, EventHandle
   return std::unique_ptr<Service>(new Service(std::move(state)));
 }
 
-Service::Service(std::unique_ptr<State> state) : state_(std::move(state)) {
+Service::Service(std::unique_ptr<ServiceConnection> state) : state_(std::move(state)) {
   state_->receiver = std::thread([state = state_.get()] { state->Receive(); });
 }
 

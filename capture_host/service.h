@@ -4,10 +4,8 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,27 +17,11 @@
 #include "capture_host/exit_status.h"
 #include "capture_host/messages.h"
 #include "capture_host/pending_clips.h"
+#include "capture_host/service_launch.h"
 
 namespace capture_host {
 
-struct ServiceLaunch {
-  std::filesystem::path program;       // CaptureService.exe
-  std::filesystem::path library = {};  // empty: the gsdk.dll beside the program
-  // From the start of the process until it has opened the pipe.
-  std::chrono::milliseconds connect_limit{20'000};
-  // How long the service may take nothing before it counts as hung.
-  std::chrono::milliseconds send_limit{5'000};
-  // From the closing of the pipe to the end of the process, before it is killed. The service joins
-  // two threads of at most 10 s each after a restart of about 3 s.
-  std::chrono::milliseconds end_limit{25'000};
-  // Of the log lines that nobody has taken with NextEvent, the newest ones are kept, so that a
-  // service that floods does not fill the memory. Clip answers and the end are always kept.
-  std::size_t most_kept_lines = 10'000;
-};
-
-// Called on the library's own thread, one event at a time, in order. Must not throw, and must not
-// call what waits: SaveClip, WaitForEnd and the destructor.
-using EventHandler = std::function<void(const Event&)>;
+struct ServiceConnection;
 
 // Any thread may call any function, unless it says otherwise. The service ends with this object.
 class Service {
@@ -88,10 +70,9 @@ class Service {
   std::optional<ServiceEnd> WaitForEnd(std::chrono::milliseconds limit);
 
  private:
-  struct State;
-  explicit Service(std::unique_ptr<State> state);
+  explicit Service(std::unique_ptr<ServiceConnection> state);
 
-  std::unique_ptr<State> state_;
+  std::unique_ptr<ServiceConnection> state_;
 };
 
 }  // namespace capture_host

@@ -19,6 +19,7 @@ install(FILES
   capture_host/pending_clips.h
   capture_host/restart_policy.h
   capture_host/service.h
+  capture_host/service_launch.h
   DESTINATION include/capture_host)
 install(FILES protocol/host_message.h protocol/recorder_settings.h DESTINATION include/protocol)
 

@@ -40,7 +40,7 @@ std::vector<std::wstring> NamesIn(const std::wstring& folder) {
   do {
     const std::wstring name = found.cFileName;
     if (name != L"." && name != L"..") names.push_back(name);
-  } while (FindNextFileW(search, &found));
+  } while (FindNextFileW(search, &found) != FALSE);
   FindClose(search);
   std::sort(names.begin(), names.end());
   return names;

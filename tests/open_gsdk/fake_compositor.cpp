@@ -34,9 +34,11 @@ class FakeObject : public First, public More... {
     return left;
   }
   // IInspectable's, which not every interface has.
+  // NOLINTBEGIN(*-override,*-explicit-virtual-functions)
   virtual HRESULT STDMETHODCALLTYPE GetIids(ULONG* /*count*/, IID** /*ids*/) { return E_NOTIMPL; }
   virtual HRESULT STDMETHODCALLTYPE GetRuntimeClassName(HSTRING* /*name*/) { return E_NOTIMPL; }
   virtual HRESULT STDMETHODCALLTYPE GetTrustLevel(TrustLevel* /*level*/) { return E_NOTIMPL; }
+  // NOLINTEND(*-override,*-explicit-virtual-functions)
 
  protected:
   virtual ~FakeObject() {

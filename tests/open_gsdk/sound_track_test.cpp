@@ -194,7 +194,7 @@ TEST(SoundTrack, PutsSilenceBeforeABlockThatComesLater) {
   recorded.Add(kStart + kSecond / 2, kRate / 2, true, false);
   recorded.Add(kStart + 3 * kSecond / 2, kRate / 2, true, true);
   EXPECT_EQ(recorded.packets.size(), 2u * kRate / 1024 - 1);
-  EXPECT_NEAR(static_cast<double>(recorded.LostNs()), kSecond / 2, 1e5);
+  EXPECT_NEAR(static_cast<double>(recorded.LostNs()), static_cast<double>(kSecond) / 2, 1e5);
 }
 
 TEST(SoundTrack, LeavesOutWhatItHasAndCountsItWhenSilenceTookItsPlace) {

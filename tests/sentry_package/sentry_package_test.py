@@ -43,7 +43,7 @@ def that_meet_the_sdk(sources):
 
 
 def symbols(kind, *files):
-    return {line.split()[-1] for line in run(nm, kind, *files).splitlines() if "sentry_" in line}
+    return set(re.findall(r"(?m) (\w*sentry_\w+)$", run(nm, kind, *files)))
 
 
 class SentryPackageTest(unittest.TestCase):

@@ -1,4 +1,4 @@
-#include "capture_host/service_state.h"
+#include "capture_host/service_connection.h"
 
 #include <vector>
 
@@ -26,7 +26,7 @@ ClipOutcome EndedBefore(const std::string& id, const std::string& advice) {
   return outcome;
 }
 
-bool Service::State::Connect(Error& error) {
+bool ServiceConnection::Connect(Error& error) {
   const std::string program = Utf8FromWide(launch.program.wstring());
   switch (pipe->AwaitClient(process->handle(), launch.connect_limit)) {
     case HostPipe::Arrival::kClient:
@@ -55,7 +55,7 @@ bool Service::State::Connect(Error& error) {
   return false;
 }
 
-void Service::State::Receive() {
+void ServiceConnection::Receive() {
   std::string fault;
   while (true) {
     Frame frame = pipe->ReadFrame();
@@ -68,14 +68,14 @@ void Service::State::Receive() {
   DeliverEnd(AwaitEnd(std::move(fault)));
 }
 
-void Service::State::Deliver(Event event) {
+void ServiceConnection::Deliver(Event event) {
   if (on_event) return on_event(event);
   const std::lock_guard lock(mutex);
   events.Push(std::move(event));
   changed.notify_all();
 }
 
-void Service::State::DeliverMessage(std::string text) {
+void ServiceConnection::DeliverMessage(std::string text) {
   Event event;
   event.answer = ReadAnswer(text);
   event.text = std::move(text);
@@ -91,7 +91,7 @@ void Service::State::DeliverMessage(std::string text) {
 }
 
 // Closes the pipe, so that the service ends if it has not already, and waits for that.
-ServiceEnd Service::State::AwaitEnd(std::string fault) {
+ServiceEnd ServiceConnection::AwaitEnd(std::string fault) {
   pipe->StopUse();
   {
     const std::lock_guard lock(sending);
@@ -118,7 +118,7 @@ ServiceEnd Service::State::AwaitEnd(std::string fault) {
   return how;
 }
 
-void Service::State::DeliverEnd(ServiceEnd how) {
+void ServiceConnection::DeliverEnd(ServiceEnd how) {
   std::vector<PendingClip> unanswered;
   {
     const std::lock_guard lock(mutex);
@@ -134,7 +134,7 @@ void Service::State::DeliverEnd(ServiceEnd how) {
   changed.notify_all();
 }
 
-std::optional<Error> Service::State::Send(std::string_view text) {
+std::optional<Error> ServiceConnection::Send(std::string_view text) {
   const std::string program = Utf8FromWide(launch.program.wstring());
   if (text.size() > kLongestTextBytes) {
     return Error{.what = "The message has " + std::to_string(text.size()) +

@@ -16,13 +16,13 @@
 #include "capture_host/event_queue.h"
 #include "capture_host/host_pipe.h"
 #include "capture_host/pending_clips.h"
-#include "capture_host/service.h"
+#include "capture_host/service_launch.h"
 #include "capture_host/service_process.h"
 
 namespace capture_host {
 
-struct Service::State {
-  State(const ServiceLaunch& how, EventHandler handler)
+struct ServiceConnection {
+  ServiceConnection(const ServiceLaunch& how, EventHandler handler)
       : launch(how), on_event(std::move(handler)), events(how.most_kept_lines) {}
 
   const ServiceLaunch launch;
