@@ -29,13 +29,15 @@ class PictureConverter {
   };
 
   PooledFrame& FreeFrame();
-  void PrepareScaler(Size source);
+  // Chooses how pictures of this size are converted.
+  void Prepare(Size source);
+  void OpenScaler(Size source);
 
   const Size picture_;
   std::vector<PooledFrame> frames_;
   Size source_;
   Placement placement_;
-  Scaler scaler_;
+  Scaler scaler_;  // none where nothing is scaled
 };
 
 }  // namespace open_gsdk
