@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "open_gsdk/encoding/encoder_threads.h"
 #include "open_gsdk/encoding/parameter_sets.h"
 #include "open_gsdk/encoding/video_encoder.h"
 #include "open_gsdk/support/failure.h"
@@ -14,8 +15,6 @@
 namespace open_gsdk {
 namespace {
 
-// More slices cost more bytes than they save time: with sixteen a clip is a third larger.
-constexpr unsigned kMaxThreads = 4;
 constexpr int kMaxCrf = 51;
 
 // The options of one encoder that give it constant quality and no delay.
@@ -52,7 +51,8 @@ Options X264Options(const VideoEncoding& encoding) {
           // A look at each picture in advance, for fades and for key frames that nobody needs; it
           // takes an eighth of the time and saves no byte.
           {"sc_threshold", "0"},
-          {"x264-params", "weightp=0"},
+          // What is left of that look, for the constant quality, is not worth threads of its own.
+          {"x264-params", "weightp=0:lookahead-threads=1"},
           {"forced-idr", "1"}};
 }
 
@@ -89,8 +89,7 @@ CodecContext OpenCodec(const std::string& name, const VideoEncoding& encoding,
   context->color_trc = AVCOL_TRC_BT709;
   // The MP4 file has the parameter sets in its header.
   context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  context->thread_count =
-      static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
+  context->thread_count = EncoderThreads(encoding, std::thread::hardware_concurrency());
   SetOptions(*context, options);
   const FfmpegLines lines;
   const int error = avcodec_open2(context.get(), codec, nullptr);
