@@ -29,7 +29,8 @@ class Sound {
 
   [[nodiscard]] bool beeps() const { return beeps_; }
 
-  // Whether a beep is heard right now, by the device's clock. False also when the device is gone.
+  // Whether a beep is heard right now on the device. False also when the device is gone, and for the
+  // first beep.
   [[nodiscard]] bool BeepIsHeard() const;
 
  private:

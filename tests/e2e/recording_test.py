@@ -5,11 +5,9 @@ does it, and checks the clip frame by frame.
     recording_test.py BIN_FOLDER [UNITTEST_ARGUMENT ...]
 """
 
-import array
 import contextlib
 import io
 import json
-import math
 import os
 import statistics
 import subprocess
@@ -19,6 +17,7 @@ import unittest
 import uuid
 
 import check_messages
+from flash_and_beep import beeps, flashes, match
 from frame_code import FrameCodeReader
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -30,13 +29,8 @@ LONGEST_GAP = 3
 ATTEMPTS = 3
 RUN_LIMIT_S = 120
 GAME_SIZE = (1280, 720)
-# The game beeps every second at half amplitude, and its flash is in the window's lower right corner.
-BEEP_HERTZ = 1000
-BEEP_S = 0.1
-FLASH_SIDE = 64
 MEDIAN_OFFSET_S = 0.040
 WORST_OFFSET_S = 0.080
-SOUND_RATE = 48000
 SCREEN_SIZE = (1600, 900)
 MARK_VARIABLE = "RECORDING_TEST_MARK"
 
@@ -68,58 +62,6 @@ def frame_numbers(clip, width, height):
     reader = FrameCodeReader(width, height)
     size = width * height
     return [reader.read(pictures[start : start + size]) for start in range(0, len(pictures), size)]
-
-
-def beeps(clip):
-    """When each beep of the clip begins and how long it is, in seconds, and the share of its power
-    that is at its frequency."""
-    sound = array.array(
-        "f",
-        run(
-            ["ffmpeg", "-v", "error", "-i", clip, "-map", "0:a:0", "-ac", "1"]
-            + ["-ar", str(SOUND_RATE), "-f", "f32le", "-"]
-        ),
-    )
-    loud = [at for at, sample in enumerate(sound) if abs(sample) > 0.1]
-    starts = [at for before, at in zip([-SOUND_RATE] + loud, loud) if at - before > SOUND_RATE // 20]
-    found = []
-    for start, following in zip(starts, starts[1:] + [len(sound)]):
-        end = max(at for at in loud if at < following)
-        found.append(
-            (start / SOUND_RATE, (end - start) / SOUND_RATE, purity(sound[start:end], BEEP_HERTZ))
-        )
-    return found
-
-
-def purity(part, hertz):
-    """The share of the power of these samples that is at a frequency."""
-    angle = 2 * math.pi * hertz / SOUND_RATE
-    in_phase = sum(sample * math.cos(angle * at) for at, sample in enumerate(part))
-    across = sum(sample * math.sin(angle * at) for at, sample in enumerate(part))
-    power = sum(sample * sample for sample in part)
-    return 2 * (in_phase**2 + across**2) / len(part) / power if power else 0
-
-
-def flashes(clip, corner_x, corner_y):
-    """When the square at the lower right corner, which ends at these places, turns white."""
-    # The middle of it, as one pixel.
-    area = f"crop=32:32:{corner_x - 48}:{corner_y - 48},scale=1:1"
-    pixels = run(
-        ["ffmpeg", "-v", "error", "-i", clip, "-map", "0:v", "-vf", area, "-vsync", "passthrough"]
-        + ["-pix_fmt", "gray", "-f", "rawvideo", "-"]
-    )
-    frames = json.loads(
-        run(
-            ["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "frame=pts_time"]
-            + ["-of", "json", clip]
-        )
-    )["frames"]
-    times = [float(frame["pts_time"]) for frame in frames]
-    return [
-        time
-        for before, pixel, time in zip(pixels, pixels[1:], times[1:])
-        if before < 128 <= pixel
-    ]
 
 
 def processes_marked(mark):
@@ -208,21 +150,21 @@ class RecordingTest(unittest.TestCase):
         """What is wrong with the clip's sound."""
         # A beep that is cut off by the clip's beginning or end says nothing.
         heard = beeps(clip)[1:-1]
-        starts = [start for start, _, _ in heard]
+        starts = [beep.start for beep in heard]
         faults = []
         if len(heard) < SECONDS - 2:
             faults.append(f"beeps at {starts} only")
-        for start, length, share in heard:
-            if abs(length - BEEP_S) > 0.02 or share < 0.9:
-                faults.append(f"the beep at {start} is {length} s long and {share} of it a beep")
+        faults += [f"{beep} falters" for beep in heard if not beep.is_whole()]
         for before, after in zip(starts, starts[1:]):
             if abs(after - before - 1) > 0.02:
                 faults.append(f"a beep at {before} and the next one at {after}")
         if mode == "monitor":  # where the window has no known place
             return faults
-        seen = flashes(clip, *GAME_SIZE)
-        offsets = [min((flash - start for flash in seen), key=abs, default=9) for start in starts]
+        matches = match(starts, flashes(clip, *GAME_SIZE))
+        offsets = [offset for _, offset in matches.pairs]
         print(f"Flashes come after their beeps by {offsets} s.", file=sys.stderr)
+        if matches.without_flash:
+            faults.append(f"no flashes at {matches.without_flash}")
         sizes = sorted(map(abs, offsets)) or [9]
         if statistics.median(sizes) > MEDIAN_OFFSET_S or sizes[-1] > WORST_OFFSET_S:
             faults.append(f"flashes come after their beeps by {offsets} s")

@@ -1,5 +1,6 @@
-// Records a window through the service and the open library for minutes, with restarts, clips and
-// device changes all the time, and looks at what the service's process holds meanwhile.
+// Records a window and real sound through the service and the open library for minutes, with
+// restarts, clips and device changes all the time, and looks at what the service's process holds
+// meanwhile. Needs a sound server (scripts/with_sound).
 #include <windows.h>
 
 #include <psapi.h>
@@ -7,11 +8,15 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <vector>
 
+#include "platform/deadline.h"
 #include "platform/owned_handle.h"
 #include "tests/e2e/reports.h"
 #include "tests/e2e/service_test.h"
@@ -28,6 +33,10 @@ constexpr std::size_t kHandleTolerance = 8;
 constexpr std::size_t kThreadTolerance = 2;
 // A leak of a twentieth of a picture of the window a round would be more.
 constexpr std::size_t kByteTolerance = 4U << 20U;
+// Of the clip at the end, and what a tone of that length takes at least. Silence takes a twentieth,
+// and a picture that stands still less.
+constexpr int kHeardMs = 3000;
+constexpr std::uintmax_t kHeardBytes = 20'000;
 
 // NtQuerySystemInformation's answer about all handles of the machine. GetProcessHandleCount would
 // be simpler, but Wine's always says 0.
@@ -145,7 +154,15 @@ class Soak : public ServiceTest {
   }
 };
 
+// A tone on the system's default device while it lives.
+ChildProcess PlayTone() {
+  return ChildProcess({.program = ProgramFolder() / "demo_game.exe",
+                       .arguments = {L"--sound", L"tone:440", L"--size", L"160x120", L"--fps",
+                                     L"1"}});
+}
+
 TEST_F(Soak, RestartsClipsAndDeviceChangesLeaveNothingBehind) {
+  const ChildProcess tone = PlayTone();
   const open_gsdk::TestWindow window(L"Soak", 640, 360, RGB(0, 0, 0));
   ServiceRun& run = Start({.library = LibraryFile::kOpen});
   run.Send(ReportingSettings());
@@ -192,6 +209,15 @@ TEST_F(Soak, RestartsClipsAndDeviceChangesLeaveNothingBehind) {
   EXPECT_LE(late.handles, early.handles + kHandleTolerance);
   EXPECT_LE(late.threads, early.threads + kThreadTolerance);
   EXPECT_LE(late.private_bytes, early.private_bytes + kByteTolerance);
+
+  // The last session is still heard.
+  platform::SleepUntil(std::chrono::steady_clock::now() + std::chrono::milliseconds(2 * kHeardMs));
+  const std::filesystem::path file = run.Folder() / "heard.mp4";
+  const Json answer = SaveFirstClip(run, file, "heard");
+  ASSERT_TRUE(answer["succeeded"].bool_value()) << answer.dump();
+  EXPECT_GE(answer["duration"].int_value(), kHeardMs);
+  EXPECT_GE(std::filesystem::file_size(file), kHeardBytes);
+  EXPECT_TRUE(tone.IsRunning());
 
   run.Send(Die(0));
   EXPECT_EQ(run.WaitForExit(), 0U);
