@@ -27,7 +27,7 @@ create_new_prefix() {
 }
 
 # Starts an X server, which writes the number of the free display that it took once it is ready, and
-# sets DISPLAY and display_pid:
+# sets DISPLAY, display_pid, and DISPLAY_SERVER to the same:
 #   start_x_server PROGRAM OPTION ...
 start_x_server() {
   local number
@@ -42,6 +42,8 @@ start_x_server() {
   done
   [[ $number ]] || fail "the virtual display did not start: $(tail -n 1 "$scratch/display.log")"
   export DISPLAY=:$number
+  # For tests that stop it for a while.
+  export DISPLAY_SERVER=$display_pid
   unset WAYLAND_DISPLAY
 }
 

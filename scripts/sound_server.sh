@@ -31,7 +31,7 @@ start_sound_server() {
   PULSE_RUNTIME_PATH=$folder PULSE_STATE_PATH=$folder \
     DBUS_SESSION_BUS_ADDRESS=unix:path=$folder/no-bus \
     pulseaudio -n -F "$folder/set-up" --daemonize=no --use-pid-file=no --exit-idle-time=-1 \
-    --realtime=no --high-priority=no >"$folder/log" 2>&1 </dev/null &
+    --realtime=no --high-priority=yes >"$folder/log" 2>&1 </dev/null &
   sound_server_pid=$!
   local tries
   for ((tries = 0; tries < 200; ++tries)); do

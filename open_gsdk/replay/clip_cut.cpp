@@ -63,7 +63,7 @@ std::int64_t CutEnd(std::vector<Picture>& pictures, const RingContent& content) 
   const int frame_rate = std::max(content.streams->video.frame_rate, 1);
   const StoredPacket& latest = pictures.back().stored();
   const std::int64_t latest_end_ns = latest.time_ns + latest.duration_ns;
-  const std::int64_t sound_end_ns = SoundEndNs(content.ends_ns);
+  const std::int64_t sound_end_ns = SoundEndNs(content.ends_ns, frame_rate);
   if (sound_end_ns >= latest_end_ns) {
     if (sound_end_ns - latest_end_ns < kStandsStillNs) return latest_end_ns;
     const std::int64_t still_ns = std::min(sound_end_ns - latest.time_ns, kLongestStillNs);

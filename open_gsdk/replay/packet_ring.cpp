@@ -26,12 +26,14 @@ std::size_t MemoryLimit(const StreamSet& streams, std::int64_t duration_ns) {
   return static_cast<std::size_t>(std::max(kLeast, bits_per_second / 8 * seconds));
 }
 
-std::int64_t SoundEndNs(const std::vector<std::int64_t>& ends_ns) {
+std::int64_t SoundEndNs(const std::vector<std::int64_t>& ends_ns, int frame_rate) {
   const std::int64_t pictures_end = ends_ns.front();
   if (pictures_end == kNoTime) return kNoTime;
+  // A picture comes when it begins, its sound when it was heard.
+  const std::int64_t pictures_seen = pictures_end - kNsPerSecond / std::max(frame_rate, 1);
   std::int64_t earliest = kLatest;
   for (std::size_t stream = 1; stream < ends_ns.size(); ++stream) {
-    if (ends_ns[stream] < pictures_end - kLongestSoundDelayNs) continue;
+    if (ends_ns[stream] < pictures_seen - kLongestSoundDelayNs) continue;
     earliest = std::min(earliest, ends_ns[stream]);
   }
   return earliest == kLatest ? pictures_end : earliest;
@@ -153,7 +155,7 @@ std::int64_t PacketRing::NeededFromNs() const {
   }
   // A clip ends with a whole picture.
   const std::int64_t step_ns = kNsPerSecond / std::max(streams_->video.frame_rate, 1) + 1;
-  const std::int64_t end_ns = std::min(ends_ns_.front(), SoundEndNs(ends_ns_)) - step_ns;
+  const std::int64_t end_ns = std::min(ends_ns_.front(), SoundEndNs(ends_ns_, streams_->video.frame_rate)) - step_ns;
   std::int64_t start_ns = kLatest;
   for (std::size_t index = segments_.size(); index-- > 0;) {
     const PacketSegment& segment = *segments_[index];

@@ -34,8 +34,9 @@ std::size_t MemoryLimit(const StreamSet& streams, std::int64_t duration_ns);
 
 // Where the sound of all tracks ends, of what has come so far. Tracks that are behind the pictures
 // by more than half a second are waited for no longer and don't count; without any track that
-// counts it is the end of the pictures. `ends_ns` as in RingContent.
-std::int64_t SoundEndNs(const std::vector<std::int64_t>& ends_ns);
+// counts it is the end of the pictures. `ends_ns` as in RingContent, `frame_rate` that of the
+// pictures.
+std::int64_t SoundEndNs(const std::vector<std::int64_t>& ends_ns, int frame_rate);
 
 // Holds enough for a clip of the set duration (once that much was pushed) that begins with a key
 // frame and has its sound, and about one key-frame distance more. Not synchronised.

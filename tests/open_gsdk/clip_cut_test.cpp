@@ -75,6 +75,32 @@ class ClipCut : public testing::Test {
   std::shared_ptr<StreamSet> streams_ = TestStreams();
 };
 
+TEST(ClipCutOfSlowPictures, WaitsForTheSoundOfTheLastPicture) {
+  // A picture a second, which comes when it begins, and sound that comes 70 ms late.
+  const auto streams = TestStreams();
+  streams->video.frame_rate = 1;
+  PacketRing ring;
+  ring.SetDuration(10'000 * kMs);
+  std::int64_t sound = 0;
+  for (std::int64_t second = 0; second < 6; ++second) {
+    const std::int64_t now_ns = second * 1000 * kMs;
+    for (; SoundNs(sound + 1) <= now_ns - 70 * kMs; ++sound) {
+      ring.Push(TestSound(streams, 0, sound));
+      ring.Push(TestSound(streams, 1, sound));
+    }
+    EncodedPacket picture = TestPicture(streams, second * 1000, true);
+    picture.duration_ns = 1000 * kMs;
+    ring.Push(picture);
+  }
+  const Clip clip = CutClip(ring.Content());
+  // The sound of the fifth second has not all come.
+  EXPECT_EQ(clip.duration_ns, 4000 * kMs);
+  EXPECT_EQ(clip.audio_drop_ns, 0);
+  EXPECT_EQ(CountSilence(OfStream(clip, 1)), 0U);
+  ExpectWholeSound(clip, 0, false);
+  ExpectWholeSound(clip, 1, false);
+}
+
 TEST_F(ClipCut, SoundIsWholeHoweverLateItComes) {
   for (const std::int64_t delay_ms : {-100, 0, 50, 150, 400}) {
     SCOPED_TRACE(delay_ms);

@@ -51,6 +51,21 @@ def tone(sink, hertz, amplitude=0.5):
         player.wait()
 
 
+@contextlib.contextmanager
+def halted(process_id):
+    """The process does not run meanwhile."""
+    os.kill(process_id, signal.SIGSTOP)
+    try:
+        yield
+    finally:
+        os.kill(process_id, signal.SIGCONT)
+
+
+def display_server():
+    """The process of the display on which the test runs."""
+    return int(os.environ["DISPLAY_SERVER"])
+
+
 class Probe:
     """A running sound_probe.exe."""
 
@@ -90,10 +105,11 @@ class Probe:
         return {entry["info"]["name"]: entry["value"] for entry in values}
 
     def dump(self, path):
-        """Writes a clip; returns its length and what was lost, in seconds."""
-        status, duration, lost = map(int, self.ask(f"dump Z:{path}".replace("/", "\\")).split())
+        """Writes a clip; returns its length and what was lost of the sound and of the pictures, in
+        seconds, and the time of the recording's first picture."""
+        status, *times = map(int, self.ask(f"dump Z:{path}".replace("/", "\\")).split())
         assert status == 0, status
-        return duration / 1e9, lost / 1e9
+        return [time / 1e9 for time in times]
 
     def wait_for_log(self, text, after=0):
         """Waits for a line with this text that is not one of the first `after` lines."""
@@ -107,15 +123,6 @@ class Probe:
         numbers = list(map(int, self.ask("stop").split()))
         names = ("packets", "unjoined", "late_us", "worst_late_us", "lost_ns")
         return [dict(zip(names, numbers[at : at + 5])) for at in range(0, len(numbers), 5)]
-
-    @contextlib.contextmanager
-    def halted(self):
-        """The process does not run meanwhile."""
-        os.kill(self.process.pid, signal.SIGSTOP)
-        try:
-            yield
-        finally:
-            os.kill(self.process.pid, signal.SIGCONT)
 
     def close(self):
         self.process.stdin.close()
@@ -135,6 +142,18 @@ def samples(clip, track, channel=0):
         capture_output=True,
     ).stdout
     return array.array("f", decoded)[channel::2]
+
+
+def packet_lengths(clip, track):
+    """How many samples each packet of one of the clip's tracks lasts."""
+    said = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", f"a:{track}", "-show_entries", "packet=duration"]
+        + ["-of", "csv=p=0", clip],
+        check=True,
+        capture_output=True,
+        text=True,
+    ).stdout
+    return [int(line.strip(",")) for line in said.split()]
 
 
 def level(part, hertz):

@@ -1,19 +1,25 @@
-// Records a small window with sound, as a line of text on the standard input asks for it, and
-// answers each line with one line. For sound_test.py, which makes the sound and reads the clips:
+// Records a window with sound, as a line of text on the standard input asks for it, and answers each
+// line with one line. For sound_test.py, which makes the sound and reads the clips:
 //   list KIND                 the JSON text of the list
+//   picture RATE WIDTH HEIGHT the window of the next recording, which changes all the time, and how
+//                             many pictures a second of it are recorded; else 20 of a small, still one
 //   record [KIND DEVICE ...]  starts; one track for each pair
 //   bind TRACK DEVICE         binds a track, counted from 0, to another device
-//   dump PATH                 status, duration, lost sound; all in nanoseconds
+//   default DEVICE            makes it the system's default output for Wine, as its user would; the
+//                             time of that in nanoseconds
+//   dump PATH                 status, duration, lost sound, lost pictures, and the time of the
+//                             recording's first picture; all in nanoseconds
 //   stop                      for each track: packets, those that do not join on, the average and
-//   the
-//                             worst lateness of the last sample in microseconds, lost nanoseconds
-// DEVICE is "-" for none.
+//                             the worst lateness of the last sample in microseconds, lost
+//                             nanoseconds
+// DEVICE is "-" for none. Times are on the steady clock.
 #include <windows.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <iostream>
 #include <mutex>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -21,6 +27,7 @@
 #include "gsdk/gsdk_api.h"
 #include "open_gsdk/api/handles.h"
 #include "open_gsdk/support/steady_time.h"
+#include "platform/text_encoding.h"
 #include "tests/open_gsdk/window.h"
 
 namespace open_gsdk {
@@ -38,9 +45,16 @@ struct TrackFigures {
 class Probe {
  public:
   ~Probe() { Stop(); }
-  Probe() : window_(L"sound probe", 64, 64, RGB(0, 0, 255)) {}
+  Probe() { window_.emplace(L"sound probe", 64, 64, RGB(0, 0, 255)); }
   Probe(const Probe&) = delete;
   Probe& operator=(const Probe&) = delete;
+
+  void SetPicture(std::uint32_t frame_rate, int width, int height) {
+    frame_rate_ = frame_rate;
+    window_.emplace(L"sound probe", width, height, RGB(0, 0, 255));
+    window_->Animate();
+    std::cout << "set" << std::endl;
+  }
 
   void Record(std::istream& arguments) {
     gsdk_session_create(&session_, nullptr, nullptr);
@@ -58,7 +72,7 @@ class Probe {
     recorder_ = gsdk_recorder_create(properties);
     gsdk_recorder_set_duration(recorder_, 60'000);
     gsdk_session_set_video_input(session_, "window", nullptr);
-    const std::string source = "{\"window\": {\"hwnd\": " + std::to_string(window_.number()) + "}}";
+    const std::string source = "{\"window\": {\"hwnd\": " + std::to_string(window_->number()) + "}}";
     gsdk_session_update_video_input(session_, source.c_str(), nullptr);
     std::cout << (gsdk_session_start(session_, properties, nullptr) ? "started" : "failed")
               << std::endl;
@@ -74,7 +88,9 @@ class Probe {
 
   void Dump(const std::string& path) {
     const gsdk_dump_result result = gsdk_recorder_dump(recorder_, path.c_str());
-    std::cout << result.status << " " << result.duration << " " << result.audio_drop << std::endl;
+    const std::lock_guard lock(mutex_);
+    std::cout << result.status << " " << result.duration << " " << result.audio_drop << " "
+              << result.video_drop << " " << first_picture_ns_.value_or(0) << std::endl;
   }
 
   void Stop() {
@@ -82,6 +98,7 @@ class Probe {
     gsdk_recorder_destroy(recorder_);
     inputs_.clear();
     figures_.clear();
+    first_picture_ns_.reset();
     session_ = nullptr;
     recorder_ = nullptr;
   }
@@ -99,7 +116,7 @@ class Probe {
  private:
   gsdk_properties* Properties(const std::vector<std::string>& names) {
     gsdk_properties* properties = gsdk_session_properties_create();
-    gsdk_session_properties_video_set_framerate(properties, 20);
+    gsdk_session_properties_video_set_framerate(properties, frame_rate_);
     std::vector<const char*> texts;
     for (const std::string& name : names) texts.push_back(name.c_str());
     gsdk_session_properties_audio_set_tracks_ids(
@@ -113,8 +130,11 @@ class Probe {
     const SharedPacket content = Packets().Find(packet);
     gsdk_recorder_push_packet(self.recorder_, packet);
     gsdk_encoded_packet_release(packet);
-    if (content->IsVideo()) return;
     const std::lock_guard lock(self.mutex_);
+    if (content->IsVideo()) {
+      if (!self.first_picture_ns_) self.first_picture_ns_ = content->time_ns;
+      return;
+    }
     TrackFigures& track = self.figures_.at(content->stream - 1);
     const std::int64_t end_ns = content->time_ns + content->duration_ns;
     const std::int64_t late_ns = SteadyNowNs() - end_ns;
@@ -126,13 +146,28 @@ class Probe {
     track.end_ns = end_ns;
   }
 
-  const TestWindow window_;
+  std::optional<TestWindow> window_;
+  std::uint32_t frame_rate_ = 20;
   gsdk_session* session_ = nullptr;
   gsdk_recorder* recorder_ = nullptr;
   std::vector<gsdk_audio_input*> inputs_;
   std::mutex mutex_;
-  std::vector<TrackFigures> figures_;
+  std::vector<TrackFigures> figures_;              // guarded by mutex_ while it records
+  std::optional<std::int64_t> first_picture_ns_;  // likewise
 };
+
+// By the registry value that Wine's own configuration program sets.
+void SetDefaultOutput(const std::string& device) {
+  constexpr wchar_t kDriver[] = LR"(Software\Wine\Drivers\winepulse.drv)";
+  constexpr wchar_t kValue[] = L"DefaultOutput";
+  const std::wstring id = platform::WideFromUtf8(device);
+  const std::int64_t now_ns = SteadyNowNs();
+  const LSTATUS result =
+      device == "-" ? RegDeleteKeyValueW(HKEY_CURRENT_USER, kDriver, kValue)
+                    : RegSetKeyValueW(HKEY_CURRENT_USER, kDriver, kValue, REG_SZ, id.c_str(),
+                                      static_cast<DWORD>((id.size() + 1) * sizeof(wchar_t)));
+  std::cout << (result == ERROR_SUCCESS ? now_ns : 0) << std::endl;
+}
 
 void Obey(Probe& probe, const std::string& line) {
   std::istringstream words(line);
@@ -145,6 +180,16 @@ void Obey(Probe& probe, const std::string& line) {
     gsdk_input_properties(kind.c_str(), &text, nullptr);
     std::cout << (text == nullptr ? "" : text) << std::endl;
     gsdk_input_properties_free(text);
+  } else if (command == "picture") {
+    std::uint32_t frame_rate = 0;
+    int width = 0;
+    int height = 0;
+    words >> frame_rate >> width >> height;
+    probe.SetPicture(frame_rate, width, height);
+  } else if (command == "default") {
+    std::string device;
+    words >> device;
+    SetDefaultOutput(device);
   } else if (command == "record") {
     probe.Record(words);
   } else if (command == "bind") {

@@ -11,13 +11,13 @@ WINE starts Windows programs. Needs a display, and a Wine prefix in which it may
 import contextlib
 import itertools
 import os
-import subprocess
 import sys
 import tempfile
 import time
 import unittest
 
-from sound_lab import Probe, RATE, level, pactl, samples, tone
+from sound_lab import (
+    Probe, RATE, display_server, halted, level, packet_lengths, pactl, samples, tone)
 
 GAME_HZ, CHAT_HZ, VOICE_HZ = 440, 1000, 2500
 TONES = (GAME_HZ, CHAT_HZ, VOICE_HZ)
@@ -25,7 +25,9 @@ TONES = (GAME_HZ, CHAT_HZ, VOICE_HZ)
 WINDOW_S = 0.02
 HEARD = 0.3  # of the 0.5 that is played
 UNHEARD = 0.02
-DRIVER_KEY = r"HKCU\Software\Wine\Drivers\winepulse.drv"
+PACKET = 1024  # samples
+# How soon the system's new default device is heard.
+FOLLOWED_S = 1
 
 wine = probe_program = None
 
@@ -52,7 +54,9 @@ def stretches(track):
             for what, same in itertools.groupby(lasting, lambda run: run[0])]
 
 
-class SoundTest(unittest.TestCase):
+class SoundLab(unittest.TestCase):
+    """What the tests have in common: a probe with its devices."""
+
     def setUp(self):
         self.folder = self.enterContext(tempfile.TemporaryDirectory())
         self.start_probe()
@@ -79,11 +83,15 @@ class SoundTest(unittest.TestCase):
 
     def finish(self, tracks):
         """Ends the recording. Returns the sound of each track, the clip's length, what is lost in it,
-        and the figures of the tracks, of which each has joined packets only."""
+        and the figures of the tracks, of which each has joined packets only, of equal length."""
         clip = os.path.join(self.folder, "clip.mp4")
-        length, lost = self.probe.dump(clip)
+        length, lost, self.lost_pictures, self.begin = self.probe.dump(clip)
         figures = self.probe.stop()
         self.assertEqual([track["unjoined"] for track in figures], [0] * tracks, self.probe.log)
+        for number in range(tracks):
+            *lengths, last = packet_lengths(clip, number)
+            self.assertEqual(set(lengths), {PACKET})
+            self.assertLessEqual(last, PACKET)
         sound = [samples(clip, number) for number in range(tracks)]
         for track in sound:
             # What is not encoded yet when the clip is cut is missing at the end.
@@ -91,6 +99,14 @@ class SoundTest(unittest.TestCase):
             self.assertGreaterEqual(len(track) / RATE, length - 0.5)
         return sound, length, lost, figures
 
+    def expect_whole(self, track, hertz):
+        """The tone is heard from when the device was open until the end, without a break."""
+        found = stretches(track)
+        self.assertEqual([what for what, _ in found if what is not None], [hertz], found)
+        self.assertEqual(found[-1][0], hertz, (found, self.probe.log))
+
+
+class SoundTest(SoundLab):
     def test_three_devices_are_heard_in_their_tracks_and_nowhere_else(self):
         for sink, hertz in zip(("speakers", "chat", "microphone"), TONES):
             self.play(sink, hertz)
@@ -176,30 +192,48 @@ class SoundTest(unittest.TestCase):
         self.play("microphone", VOICE_HZ)
         self.record(("audio_output", "default"))
         time.sleep(3)
-        subprocess.run(
-            [wine, "reg", "add", DRIVER_KEY, "/v", "DefaultOutput", "/f"]
-            + ["/d", self.outputs["microphone"]],
-            check=True,
-            capture_output=True,
-        )
-        self.addCleanup(
-            subprocess.run,
-            [wine, "reg", "delete", DRIVER_KEY, "/v", "DefaultOutput", "/f"],
-            check=True,
-            capture_output=True,
-        )
-        self.probe.wait_for_log('track "Track 1" records "microphone"')
-        time.sleep(2)
+        self.addCleanup(self.probe.ask, "default -")
+        changed = int(self.probe.ask(f"default {self.outputs['microphone']}")) / 1e9
+        self.assertGreater(changed, 0)
+        time.sleep(3)
         (track,), _, lost, _ = self.finish(1)
         found = [what for what, _ in stretches(track)]
         self.assertEqual(found[found.index(GAME_HZ) :], [GAME_HZ, VOICE_HZ])
+        self.assertEqual(lost, 0)
+        followed = self.begin + heard(track).index(VOICE_HZ) * WINDOW_S - changed
+        print(f"The new default device is heard after {followed:.3f} s.", file=sys.stderr)
+        self.assertGreater(followed, 0)
+        self.assertLessEqual(followed, FOLLOWED_S)
+
+    def test_sound_is_whole_at_one_picture_a_second(self):
+        self.play("speakers", GAME_HZ)
+        self.assertEqual(self.probe.ask("picture 1 64 64"), "set")
+        self.record(("audio_output", self.outputs["speakers"]))
+        time.sleep(6)
+        (track,), length, lost, _ = self.finish(1)
+        self.assertGreater(length, 4)
+        self.expect_whole(track, GAME_HZ)
+        self.assertEqual(lost, 0)
+
+    def test_sound_is_whole_while_nothing_can_be_seen_for_three_seconds(self):
+        self.play("speakers", GAME_HZ)
+        self.assertEqual(self.probe.ask("picture 20 64 64"), "set")
+        self.record(("audio_output", self.outputs["speakers"]))
+        time.sleep(2)
+        with halted(display_server()):
+            time.sleep(3)
+        time.sleep(2)
+        (track,), length, lost, _ = self.finish(1)
+        self.assertGreater(length, 6)
+        self.assertGreater(self.lost_pictures, 2.5)
+        self.expect_whole(track, GAME_HZ)
         self.assertEqual(lost, 0)
 
     def test_a_process_that_was_stopped_leaves_a_track_of_the_right_length(self):
         self.play("speakers", GAME_HZ)
         self.record(("audio_output", self.outputs["speakers"]), ("audio_input", "-"))
         time.sleep(4)
-        with self.probe.halted():
+        with halted(self.probe.process.pid):
             time.sleep(3)
         time.sleep(3)
         (track, silent), length, lost, _ = self.finish(2)
@@ -231,6 +265,18 @@ class SoundTest(unittest.TestCase):
         time.sleep(2)
         sound, _, lost, _ = self.finish(2)
         self.assertEqual([max(track) for track in sound], [0, 0])
+        self.assertEqual(lost, 0)
+
+
+class HugePictureTest(SoundLab):
+    def test_sound_is_whole_beside_pictures_that_take_seconds_to_encode(self):
+        self.play("speakers", GAME_HZ)
+        self.assertEqual(self.probe.ask("picture 30 7680 4320"), "set")
+        self.record(("audio_output", self.outputs["speakers"]))
+        time.sleep(15)
+        (track,), length, lost, _ = self.finish(1)
+        self.assertGreater(length, 5)
+        self.expect_whole(track, GAME_HZ)
         self.assertEqual(lost, 0)
 
 
