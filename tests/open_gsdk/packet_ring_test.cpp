@@ -117,6 +117,33 @@ TEST(PacketRing, KeepsWhatAClipOfItsDurationNeedsAndAboutOneKeyFrameDistanceMore
   }
 }
 
+// What the source of a menu or a desktop gives when nobody touches it: a key frame a second and
+// tracks of silence, whose packets are smaller than their entries.
+TEST(PacketRing, TakesATenthMoreThanItsPacketsOfAStillAndSilentSource) {
+  constexpr std::size_t kKeyFrame = 40'000;
+  constexpr std::size_t kSilence = 6;
+  const auto streams = TestStreams();
+  streams->audio.push_back(streams->audio.front());
+  PacketRing ring;
+  ring.SetDuration(60'000 * kMs);
+  std::int64_t sound = 0;
+  for (std::int64_t second = 0; second < 120; ++second) {
+    ring.Push(TestPicture(streams, second * 1000, true, Bytes(kKeyFrame, 0)));
+    for (; SoundNs(sound) < (second + 1) * 1000 * kMs; ++sound) {
+      for (std::size_t track = 0; track < 3; ++track) {
+        ring.Push(TestSound(streams, track, sound, 0, Bytes(kSilence, 0)));
+      }
+    }
+  }
+  const RingContent content = ring.Content();
+  std::size_t payload = 0;
+  for (const auto& segment : content.segments) {
+    for (const StoredPacket& packet : segment->packets()) payload += packet.size;
+  }
+  EXPECT_GE(payload, 60 * kKeyFrame);
+  EXPECT_LE(static_cast<double>(SizeOf(content)), 1.10 * static_cast<double>(payload));
+}
+
 TEST(PacketRing, LeavesOutPicturesBeforeTheFirstKeyFrame) {
   PacketRing ring;
   const auto streams = SilentTestStreams();

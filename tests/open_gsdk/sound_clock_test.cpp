@@ -180,6 +180,48 @@ TEST(DeviceClock, GoesBackAtOnceWhenSamplesComeBeforeTheirTime) {
   EXPECT_EQ(ErrorNs(device, dating), 0);
 }
 
+TEST(DeviceClock, GoesBackTooSlowlyToBeHeardWhenSamplesComeALittleEarly) {
+  DeviceClock clock(kRate);
+  Device device;
+  std::int64_t before = 0;
+  for (int packet = 0; packet < 300; ++packet) before = clock.Date(device.Next()).time_ns;
+  for (int packet = 0; packet < 100 * 29; ++packet) {
+    const DeviceClock::Dating dating = clock.Date(device.Next(-10 * kMs));
+    ASSERT_FALSE(dating.jump);
+    ASSERT_LE(std::abs(dating.time_ns - before - 10 * kMs), 10 * kMs / 3000 + 1) << packet;
+    before = dating.time_ns;
+  }
+  // A three-thousandth of 29 s has been made up for.
+  EXPECT_NEAR(static_cast<double>(ErrorNs(device, clock.Date(device.Next(-10 * kMs)))),
+              static_cast<double>(-29 * kSecond / 3000), 0.01 * kMs);
+}
+
+// A device that begins anew, as it does after the machine slept: behind its clock or ahead of it.
+TEST(AlignBlock, PutsATrackRightAtOnceAfterAStopOrAJump) {
+  for (const std::int64_t step : {3 * kRate, -3 * kRate, kRate / 10, -kRate / 10}) {
+    DeviceClock clock(kRate);
+    Device device;
+    const std::int64_t start_ns = device.TimeOf(0);
+    std::int64_t end = 0;
+    for (int packet = 0; packet < 900; ++packet) {
+      if (packet == 300 && step > 0) device.Lose(step);  // nothing is taken meanwhile
+      if (packet == 600) device.Miscount(-step);         // and the device counts anew
+      SoundRun run = device.Next();
+      run.discontinuity = packet == 300 || packet == 600;
+      const DeviceClock::Dating dating = clock.Date(run);
+      const Alignment alignment =
+          AlignBlock(end - SamplesUntil(dating.time_ns, start_ns, kRate), dating.jump, kRate);
+      end += alignment.silence + kPacket - alignment.skip;
+      ASSERT_EQ(alignment.breaks, packet == 300 && step > 0) << step << " at " << packet;
+      ASSERT_NEAR(static_cast<double>(end),
+                  static_cast<double>(SamplesUntil(device.TimeOf(device.first() + kPacket),
+                                                   start_ns, kRate)),
+                  2)
+          << step << " at " << packet;
+    }
+  }
+}
+
 TEST(DeviceClock, BeginsAnewWithADeviceThatCountsFromTheBeginning) {
   DeviceClock clock(kRate);
   Device device;
