@@ -1,6 +1,6 @@
-// Hears the beeps that a device plays. A device's own clock would say when they are due, but not every
-// system counts what waits on the way to the device, and no player knows what a busy machine made of
-// its sound.
+// Hears the beeps that a device plays. A device's own clock would say when they are due, but not
+// every system counts what waits on the way to the device, and no player knows what a busy machine
+// made of its sound.
 #pragma once
 
 #include <windows.h>
@@ -18,8 +18,8 @@ namespace demo_game {
 inline constexpr double kBeepSeconds = 0.1;
 inline constexpr double kBeepInterval = 1;
 
-// Listens on a thread of its own from its construction to its destruction; both on one thread, which
-// uses COM meanwhile.
+// Listens on a thread of its own from its construction to its destruction; both on one thread,
+// which uses COM meanwhile.
 class BeepListener {
  public:
   // `device` plays nothing but beeps. Throws std::runtime_error when it cannot be listened to.

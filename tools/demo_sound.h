@@ -29,8 +29,8 @@ class Sound {
 
   [[nodiscard]] bool beeps() const { return beeps_; }
 
-  // Whether a beep is heard right now on the device. False also when the device is gone, and for the
-  // first beep.
+  // Whether a beep is heard right now on the device. False also when the device is gone, and for
+  // the first beep.
   [[nodiscard]] bool BeepIsHeard() const;
 
  private:

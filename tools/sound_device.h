@@ -32,8 +32,8 @@ struct ComApartment {
 // Throws std::runtime_error that names `what` unless the call succeeded.
 void CheckSound(HRESULT result, const char* what);
 
-// `id` is the system's endpoint identifier of a device that plays, UTF-8; empty for the default one.
-// Throws std::runtime_error.
+// `id` is the system's endpoint identifier of a device that plays, UTF-8; empty for the default
+// one. Throws std::runtime_error.
 ComObject<IMMDevice> FindPlayingDevice(const std::string& id);
 
 // A device in shared mode, in the format that it mixes, which is one of floats.
@@ -43,8 +43,8 @@ struct SoundClient {
   double rate = 0;  // samples a second
 };
 
-// Opens a device, which sets `ready` whenever there is something to do; it is not started yet. `flags`
-// are AUDCLNT_STREAMFLAGS_*, `buffer` counts in units of 100 ns. Throws std::runtime_error.
+// Opens a device, which sets `ready` whenever there is something to do; it is not started yet.
+// `flags` are AUDCLNT_STREAMFLAGS_*, `buffer` counts in units of 100 ns. Throws std::runtime_error.
 SoundClient OpenSoundClient(IMMDevice& device, DWORD flags, REFERENCE_TIME buffer, HANDLE ready);
 
 template <typename Interface>

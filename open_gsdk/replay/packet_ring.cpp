@@ -155,7 +155,8 @@ std::int64_t PacketRing::NeededFromNs() const {
   }
   // A clip ends with a whole picture.
   const std::int64_t step_ns = kNsPerSecond / std::max(streams_->video.frame_rate, 1) + 1;
-  const std::int64_t end_ns = std::min(ends_ns_.front(), SoundEndNs(ends_ns_, streams_->video.frame_rate)) - step_ns;
+  const std::int64_t end_ns =
+      std::min(ends_ns_.front(), SoundEndNs(ends_ns_, streams_->video.frame_rate)) - step_ns;
   std::int64_t start_ns = kLatest;
   for (std::size_t index = segments_.size(); index-- > 0;) {
     const PacketSegment& segment = *segments_[index];

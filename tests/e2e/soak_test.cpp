@@ -33,7 +33,8 @@ constexpr int kWarmUpRounds = 10;
 constexpr std::size_t kHandleTolerance = 8;
 constexpr std::size_t kThreadTolerance = 2;
 // Wine forgets a registry key each time that it is asked for the compositor's capture, which it
-// does not have (RoGetActivationFactory), and each time for encoders on a graphics card (MFTEnumEx).
+// does not have (RoGetActivationFactory), and each time for encoders on a graphics card
+// (MFTEnumEx).
 constexpr std::size_t kKeysForgottenInARound = 2;
 // A leak of a twentieth of a picture of the window a round would be more.
 constexpr std::size_t kByteTolerance = 4U << 20U;
@@ -183,9 +184,9 @@ class Soak : public ServiceTest {
 
 // A tone on the system's default device while it lives.
 ChildProcess PlayTone() {
-  return ChildProcess({.program = ProgramFolder() / "demo_game.exe",
-                       .arguments = {L"--sound", L"tone:440", L"--size", L"160x120", L"--fps",
-                                     L"1"}});
+  return ChildProcess(
+      {.program = ProgramFolder() / "demo_game.exe",
+       .arguments = {L"--sound", L"tone:440", L"--size", L"160x120", L"--fps", L"1"}});
 }
 
 TEST_F(Soak, RestartsClipsAndDeviceChangesLeaveNothingBehind) {

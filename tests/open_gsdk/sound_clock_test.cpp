@@ -214,8 +214,8 @@ TEST(AlignBlock, PutsATrackRightAtOnceAfterAStopOrAJump) {
       end += alignment.silence + kPacket - alignment.skip;
       ASSERT_EQ(alignment.breaks, packet == 300 && step > 0) << step << " at " << packet;
       ASSERT_NEAR(static_cast<double>(end),
-                  static_cast<double>(SamplesUntil(device.TimeOf(device.first() + kPacket),
-                                                   start_ns, kRate)),
+                  static_cast<double>(
+                      SamplesUntil(device.TimeOf(device.first() + kPacket), start_ns, kRate)),
                   2)
           << step << " at " << packet;
     }

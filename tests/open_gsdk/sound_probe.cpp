@@ -1,8 +1,9 @@
-// Records a window with sound, as a line of text on the standard input asks for it, and answers each
-// line with one line. For sound_test.py, which makes the sound and reads the clips:
+// Records a window with sound, as a line of text on the standard input asks for it, and answers
+// each line with one line. For sound_test.py, which makes the sound and reads the clips:
 //   list KIND                 the JSON text of the list
 //   picture RATE WIDTH HEIGHT the window of the next recording, which changes all the time, and how
-//                             many pictures a second of it are recorded; else 20 of a small, still one
+//                             many pictures a second of it are recorded; else 20 of a small, still
+//                             one
 //   record [KIND DEVICE ...]  starts; one track for each pair
 //   bind TRACK DEVICE         binds a track, counted from 0, to another device
 //   default DEVICE            makes it the system's default output for Wine, as its user would; the
@@ -72,7 +73,8 @@ class Probe {
     recorder_ = gsdk_recorder_create(properties);
     gsdk_recorder_set_duration(recorder_, 60'000);
     gsdk_session_set_video_input(session_, "window", nullptr);
-    const std::string source = "{\"window\": {\"hwnd\": " + std::to_string(window_->number()) + "}}";
+    const std::string source =
+        "{\"window\": {\"hwnd\": " + std::to_string(window_->number()) + "}}";
     gsdk_session_update_video_input(session_, source.c_str(), nullptr);
     std::cout << (gsdk_session_start(session_, properties, nullptr) ? "started" : "failed")
               << std::endl;
@@ -152,7 +154,7 @@ class Probe {
   gsdk_recorder* recorder_ = nullptr;
   std::vector<gsdk_audio_input*> inputs_;
   std::mutex mutex_;
-  std::vector<TrackFigures> figures_;              // guarded by mutex_ while it records
+  std::vector<TrackFigures> figures_;             // guarded by mutex_ while it records
   std::optional<std::int64_t> first_picture_ns_;  // likewise
 };
 
