@@ -4,6 +4,7 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <random>
 #include <sstream>
 
 #include "tests/doubles/gsdk_double_log.h"
@@ -15,8 +16,9 @@ struct Script {
   std::filesystem::path folder;
   json11::Json json;
 
-  std::mutex mutex;  // guards the counters
+  std::mutex mutex;  // guards all below
   std::map<std::string, int> counts;
+  std::mt19937 random;
 
   int Count(const std::string& what) {
     const std::lock_guard lock(mutex);
@@ -34,6 +36,7 @@ void LoadScript(Script& script) {
   std::string error;
   script.json = json11::Json::parse(text.str(), error);
   if (!error.empty()) WriteLine({{"script_error", error}});
+  script.random.seed(static_cast<unsigned>(script.json["random_delay"]["seed"].int_value()));
 }
 
 // Never destroyed: library threads may still ask while the process ends.
@@ -91,6 +94,14 @@ json11::Json NextSession() {
 }
 
 const json11::Json& UnloadSteps() { return TheScript().json["unload"]; }
+
+std::chrono::microseconds NextRandomDelay() {
+  Script& script = TheScript();
+  const int most = script.json["random_delay"]["most_us"].int_value();
+  if (most <= 0) return std::chrono::microseconds(0);
+  const std::lock_guard lock(script.mutex);
+  return std::chrono::microseconds(std::uniform_int_distribution(0, most)(script.random));
+}
 
 std::uint64_t LoggedPackets() {
   static const std::uint64_t count = [] {

@@ -4,6 +4,8 @@
 //
 //   {
 //     "log_packets": 3,                  // how many packets have their calls logged (default 3)
+//     "random_delay": { "seed": 7, "most_us": 20000 },  // each call that can have a rule, and each
+//                                        // dump, takes a random time up to this one
 //     "calls": {                         // rules by entry point
 //       "gsdk_session_create": [
 //         { "n": 1,                      // the call it applies to, counted from 1; without: each
@@ -26,7 +28,8 @@
 //               { "sleep_ms": 10 },
 //               { "wait_file": "go" },
 //               { "packets": 5, "interval_us": 1000 },           // -1: for ever
-//               { "log": "text", "level": 1, "count": 1, "interval_us": 0 },
+//               { "log": "text", "level": 1, "count": 1, "interval_us": 0,
+//                 "numbered": false },   // true: a blank and the line's number follow, from 1
 //               { "error": 8, "message": "text", "error_object": true, "count": 1,
 //                 "interval_us": 0 },
 //               { "loader_lock_ms": 100 },      // keeps the system's loader busy
@@ -37,6 +40,7 @@
 // Files that are waited for are looked up beside the script.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <json11.hpp>
 #include <optional>
@@ -63,6 +67,9 @@ json11::Json NextSession();
 
 // The steps to take when the library is unloaded; null without any.
 const json11::Json& UnloadSteps();
+
+// How long the next call takes at random; 0 when the script does not say. Any thread.
+std::chrono::microseconds NextRandomDelay();
 
 // How many packets have their calls logged.
 std::uint64_t LoggedPackets();

@@ -165,8 +165,11 @@ class StepRunner {
   void SendLog(const json11::Json& step) {
     const int count = step["count"].is_number() ? step["count"].int_value() : 1;
     const microseconds interval(step["interval_us"].int_value());
+    const bool numbered = step["numbered"].bool_value();
     for (int sent = 0; (count < 0 || sent < count) && !*stop_; ++sent) {
-      CallLogCallback(step["level"].int_value(), step["log"]);
+      CallLogCallback(
+          step["level"].int_value(),
+          numbered ? step["log"].string_value() + " " + std::to_string(sent + 1) : step["log"]);
       if (interval.count() > 0) SleepFor(interval);
     }
   }
@@ -189,10 +192,12 @@ void CallLogCallback(std::int32_t level, const json11::Json& text) {
 
 void Delay(const json11::Json& entry) {
   for (const json11::Json& line : entry["log"].array_items()) CallLogCallback(1, line);
+  const microseconds random = NextRandomDelay();
   const bool hang = entry["hang"].bool_value();
   const std::string file = entry["wait_file"].string_value();
-  if (!hang && file.empty() && !entry["sleep_ms"].is_number()) return;
+  if (!hang && file.empty() && !entry["sleep_ms"].is_number() && random.count() == 0) return;
   const ModuleReference reference;
+  std::this_thread::sleep_for(random);
   while (hang || (!file.empty() && !ScriptFileExists(file))) {
     std::this_thread::sleep_for(kPollInterval);
   }

@@ -19,7 +19,8 @@ void SetLogCallback(gsdk_log_callback callback);
 // Gives `text` (null when the JSON value is no text) to the log callback on this thread.
 void CallLogCallback(std::int32_t level, const json11::Json& text);
 
-// Does what a rule's or a dump's "log", "wait_file", "sleep_ms" and "hang" say.
+// Does what a rule's or a dump's "log", "wait_file", "sleep_ms" and "hang" say, and takes the time
+// that the script's "random_delay" adds.
 void Delay(const json11::Json& entry);
 
 // Takes the script's steps of the unloading on this thread, with the callbacks of the session that
