@@ -40,8 +40,17 @@ int NumberFrom(const wchar_t* variable, int otherwise) {
   return text.empty() ? otherwise : std::stoi(text);
 }
 
-// The processes that `process` has started and that still run.
-std::size_t CountChildren(DWORD process) {
+// When a process was started; 0 when it cannot be told.
+std::uint64_t StartOf(HANDLE process) {
+  FILETIME started = {};
+  FILETIME ignored = {};
+  if (!GetProcessTimes(process, &started, &ignored, &ignored, &ignored)) return 0;
+  return std::uint64_t{started.dwHighDateTime} << 32U | started.dwLowDateTime;
+}
+
+// The processes that `process` has started and that still run. Ids come again: one that is older
+// than its parent has another parent.
+std::size_t CountChildren(const ChildProcess& process) {
   const platform::OwnedHandle snapshot =
       platform::OwnFile(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
   PROCESSENTRY32W entry = {};
@@ -49,7 +58,10 @@ std::size_t CountChildren(DWORD process) {
   std::size_t count = 0;
   for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
        more = Process32NextW(snapshot.get(), &entry)) {
-    if (entry.th32ParentProcessID == process) ++count;
+    if (entry.th32ParentProcessID != process.Id()) continue;
+    const platform::OwnedHandle child(
+        OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
+    if (child && StartOf(child.get()) >= StartOf(process.Handle())) ++count;
   }
   return count;
 }
@@ -210,7 +222,7 @@ class Death {
   }
 
   void CheckNothingIsLeft(const ServiceRun& run, const std::set<std::string>& before) {
-    Check(CountChildren(run.Process().Id()) == 0, "a process that it started still runs");
+    Check(CountChildren(run.Process()) == 0, "a process that it started still runs");
     for (const std::string& file : FilesIn(temporary_.Path())) {
       Check(false, "the temporary folder still has " + file);
     }

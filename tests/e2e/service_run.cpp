@@ -45,7 +45,8 @@ void PlaceLibrary(LibraryFile library, const std::filesystem::path& folder) {
 
 std::map<std::wstring, std::wstring> PlaceService(const RunOptions& options,
                                                   const std::filesystem::path& folder) {
-  Place(ProgramFolder() / "CaptureService.exe", folder / "CaptureService.exe");
+  Place(ProgramFolder() / (options.hurried ? "doubles/hurried" : "") / "CaptureService.exe",
+        folder / "CaptureService.exe");
   Place(ProgramFolder() / "doubles" / "sentry.dll", folder / "sentry.dll");
   PlaceLibrary(options.library, folder);
   if (!options.other_library.empty()) {

@@ -35,6 +35,8 @@ enum class LibraryFile {
 struct RunOptions {
   Json script = {};  // for the scripted library, see tests/doubles/gsdk_double_script.h
   LibraryFile library = LibraryFile::kDouble;
+  bool hurried =
+      false;  // true: the service with shorter waits (tests/doubles/hurried_deadline.cpp)
   std::filesystem::path other_library =
       {};  // where under the service's folder the double also stands
   PipeMode pipe_mode = PipeMode::kByte;

@@ -3,23 +3,19 @@
 // meanwhile. Needs a sound server (scripts/with_sound).
 #include <windows.h>
 
-#include <psapi.h>
-#include <tlhelp32.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <ostream>
-#include <vector>
 
 #include "platform/deadline.h"
-#include "platform/owned_handle.h"
+#include "tests/e2e/holdings.h"
 #include "tests/e2e/reports.h"
+#include "tests/e2e/saved_clips.h"
 #include "tests/e2e/service_test.h"
 #include "tests/open_gsdk/window.h"
 
@@ -43,96 +39,6 @@ constexpr std::size_t kByteTolerance = 4U << 20U;
 constexpr int kHeardMs = 3000;
 constexpr std::uintmax_t kHeardBytes = 20'000;
 
-// NtQuerySystemInformation's answer about all handles of the machine. GetProcessHandleCount would
-// be simpler, but Wine's always says 0.
-constexpr int kExtendedHandleInformation = 64;
-constexpr auto kLengthMismatch = static_cast<LONG>(0xC0000004);  // STATUS_INFO_LENGTH_MISMATCH
-using QuerySystemInformation = LONG(WINAPI*)(int kind, void* answer, ULONG size, ULONG* needed);
-struct HandleEntry {
-  void* object;
-  ULONG_PTR process;
-  ULONG_PTR handle;
-  ULONG access;
-  USHORT creator_back_trace;
-  USHORT type;
-  ULONG attributes;
-  ULONG reserved;
-};
-struct HandleInformation {
-  ULONG_PTR count;
-  ULONG_PTR reserved;
-};
-
-// What a process holds.
-struct Holdings {
-  std::size_t handles = 0;  // but for registry keys
-  std::size_t registry_keys = 0;
-  std::size_t threads = 0;
-  std::size_t private_bytes = 0;
-};
-
-// The handles of all processes; none when Windows does not tell.
-std::vector<HandleEntry> ListHandles() {
-  const FARPROC address =
-      GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");
-  QuerySystemInformation query = nullptr;
-  std::memcpy(&query, &address, sizeof(query));
-  std::vector<std::byte> answer(1U << 16U);
-  LONG status = kLengthMismatch;
-  while (status == kLengthMismatch) {
-    answer.resize(answer.size() * 2);
-    status = query(kExtendedHandleInformation, answer.data(), static_cast<ULONG>(answer.size()),
-                   nullptr);
-  }
-  if (status != 0) return {};
-
-  HandleInformation information = {};
-  std::memcpy(&information, answer.data(), sizeof(information));
-  std::vector<HandleEntry> entries(information.count);
-  std::memcpy(entries.data(), answer.data() + sizeof(information),
-              entries.size() * sizeof(HandleEntry));
-  return entries;
-}
-
-// The number by which the system knows registry keys among its handles; 0 when it does not tell.
-USHORT RegistryKeyType() {
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(HKEY_CURRENT_USER, L"Software", 0, KEY_READ, &key) != ERROR_SUCCESS) return 0;
-  const std::vector<HandleEntry> entries = ListHandles();
-  const auto own = std::find_if(entries.begin(), entries.end(), [&](const HandleEntry& entry) {
-    return entry.process == GetCurrentProcessId() &&
-           entry.handle == reinterpret_cast<ULONG_PTR>(key);
-  });
-  RegCloseKey(key);
-  return own == entries.end() ? USHORT{0} : own->type;
-}
-
-std::size_t CountThreads(DWORD process) {
-  const platform::OwnedHandle snapshot =
-      platform::OwnFile(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-  THREADENTRY32 thread = {};
-  thread.dwSize = sizeof(thread);
-  std::size_t count = 0;
-  for (BOOL more = Thread32First(snapshot.get(), &thread); more;
-       more = Thread32Next(snapshot.get(), &thread)) {
-    if (thread.th32OwnerProcessID == process) ++count;
-  }
-  return count;
-}
-
-Holdings HoldingsOf(const ChildProcess& process) {
-  static const USHORT registry_key = RegistryKeyType();
-  PROCESS_MEMORY_COUNTERS memory = {};
-  EXPECT_TRUE(GetProcessMemoryInfo(process.Handle(), &memory, sizeof(memory)));
-  Holdings holdings = {.threads = CountThreads(process.Id()),
-                       .private_bytes = memory.PagefileUsage};
-  for (const HandleEntry& entry : ListHandles()) {
-    if (entry.process != process.Id()) continue;
-    ++(entry.type == registry_key ? holdings.registry_keys : holdings.handles);
-  }
-  return holdings;
-}
-
 std::ostream& operator<<(std::ostream& out, const Holdings& holdings) {
   return out << holdings.handles << " handles, " << holdings.registry_keys << " registry keys, "
              << holdings.threads << " threads, " << holdings.private_bytes << " bytes";
@@ -150,37 +56,7 @@ Holdings Largest(const Holdings* begin, const Holdings* end) {
   return largest;
 }
 
-class Soak : public ServiceTest {
- protected:
-  // Asks for a clip; returns the service's answer.
-  static Json SaveClip(ServiceRun& run, const std::filesystem::path& file, const std::string& id) {
-    run.Send(Clip(Utf8FromPath(file), id));
-    Json answer;
-    EXPECT_TRUE(run.Pipe().WaitFor(
-        [&](const Texts& texts) {
-          return std::any_of(texts.rbegin(), texts.rend(), [&](const std::string& text) {
-            std::string error;
-            answer = Json::parse(text, error)["clip"];
-            return answer["id"] == id;
-          });
-        },
-        kLimit));
-    return answer;
-  }
-
-  // Asks until there is something to save: a session that has just begun may have no packet yet.
-  static Json SaveFirstClip(ServiceRun& run, const std::filesystem::path& file,
-                            const std::string& id) {
-    const auto deadline = std::chrono::steady_clock::now() + kLimit;
-    Json answer;
-    for (int attempt = 1; std::chrono::steady_clock::now() < deadline; ++attempt) {
-      answer = SaveClip(run, file, id + "." + std::to_string(attempt));
-      const std::string error = answer["error"].string_value();
-      if (error != "clip was empty" && error != "recorder not initialized") break;
-    }
-    return answer;
-  }
-};
+using Soak = ServiceTest;
 
 // A tone on the system's default device while it lives.
 ChildProcess PlayTone() {
