@@ -18,6 +18,10 @@ void FakeLibrary::Reset() {
   rules_.clear();
   calls_.clear();
   made_.clear();
+  // Texts that the service does not give back.
+  for (const auto& [object, name] : live_) {
+    if (name.starts_with("text")) delete[] static_cast<const char*>(object);
+  }
   live_.clear();
   lists_ = {{"monitor", R"({"monitor": {"values": [], "default": "primary"}})"},
             {"window", R"({"window": {"values": []}})"},

@@ -79,6 +79,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string line = Json::parse(text, error)["error"].string_value();
     if (line.starts_with(chosen)) RequireStable(line.substr(chosen.size()));
   }
-  fuzz::RequireNothingLeft();
+  // The library keeps a list of audio devices that does not parse.
+  const bool kept = status == ErrorNumber(ErrorCode::CannotParseAudioDeviceData);
+  fuzz::RequireNothingLeft(kept ? 1 : 0);
   return 0;
 }

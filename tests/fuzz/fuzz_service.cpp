@@ -103,16 +103,18 @@ std::string AwaitTextToHost() {
   }
 }
 
-void RequireNothingLeft() {
+void RequireNothingLeft(int texts) {
   if (gsdk_recorder* const recorder = Session().recorder.exchange(nullptr)) {
     Library().gsdk_recorder_destroy(recorder);
   }
   TakeCommands();
   core_test::TakeRecorded();
   for (const std::string& name : core_test::Fake().LiveObjects()) {
+    if (name.starts_with("text")) --texts;
     // The library keeps its audio inputs until its session goes, which has no call of its own.
-    Require(name.starts_with("input"));
+    Require(name.starts_with("input") || name.starts_with("text"));
   }
+  Require(texts == 0);
   Require(core_test::LiveSentryValues() == 0);
 }
 
