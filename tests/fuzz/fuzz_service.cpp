@@ -37,7 +37,10 @@ void ResetService() {
     return true;
   }();
   static_cast<void>(clip_thread_runs);
+  core_test::CollectMessages(true);
   core_test::TakeRecorded();
+  // From now on the main loop takes them.
+  core_test::CollectMessages(false);
   core_test::Fake().Reset();
   core_test::ResetSentry();
   core_test::ResetWindows();
@@ -51,7 +54,6 @@ void ResetService() {
 }
 
 std::uint32_t RunMainLoopOn(std::initializer_list<std::string> messages) {
-  core_test::CollectMessages(false);
   for (const std::string& message : messages) {
     PushMessage(MakePipeMessage(Direction::kInbound, message));
   }
