@@ -120,8 +120,8 @@ void PlanCause(Dice& dice, DeathPlan& plan, Json::object& script) {
       break;
     }
     case Cause::kHungSession:
-      calls[dice.OneIn(2) ? "gsdk_session_destroy" : "gsdk_recorder_destroy"] =
-          Rule({{"hang", true}});
+      calls.emplace(dice.OneIn(2) ? "gsdk_session_destroy" : "gsdk_recorder_destroy",
+                    Rule({{"hang", true}}));
       plan.hung_end = dice.OneIn(2) ? Cause::kPipeClosed : Cause::kDie;
       plan.hung_end_is_restart = dice.OneIn(3);
       plan.moment = dice.Moment(0, 2'000);
