@@ -56,7 +56,8 @@ RecorderSettings CompleteSettings(const ConsoleOptions& options, Transcript& tra
     settings.game_pid = static_cast<std::int32_t>(*query.pid);
     return settings;
   }
-  const GameWindow window = FindGameWindow(query, std::chrono::seconds(options.window_limit_s));
+  const GameWindow window =
+      FindGameWindow(query, std::chrono::seconds(options.window_limit_s), transcript);
   transcript.Note("The game is \"" + window.title + "\": window " + std::to_string(window.hwnd) +
                   " of process " + std::to_string(window.pid) + ".");
   settings.game_hwnd = window.hwnd;
@@ -101,7 +102,7 @@ int Watch(const ConsoleOptions& options, Transcript& transcript, Inbox& inbox) {
   if (options.watch_seconds > 0) limit = std::chrono::seconds(options.watch_seconds);
   const InterruptGuard guard(inbox);
   HostSession session(LaunchOf(options), transcript, inbox);
-  const std::uint32_t status = WatchRecording(session, inbox, settings, limit);
+  const std::uint32_t status = WatchRecording(session, inbox, transcript, settings, limit);
   transcript.Note(capture_host::DescribeExit(status));
   return status == options.expected_status ? 0 : kCommandFailed;
 }

@@ -15,6 +15,7 @@
 #include "gsdk/capture_library.h"
 #include "gsdk/capture_library_loader.h"
 #include "platform/text_encoding.h"
+#include "tools/wait_line.h"
 
 namespace host_tools {
 namespace {
@@ -31,7 +32,6 @@ constexpr std::chrono::seconds kStartLimit{30};
 // The library opens its encoder after the recording was announced.
 constexpr std::chrono::seconds kTrialLength{2};
 constexpr std::chrono::seconds kEndLimit{30};
-constexpr std::chrono::milliseconds kProgressInterval{200};
 
 // Only the project's own sentry.dll exports it.
 constexpr char kLocalSentryMark[] = "local_sentry_sends_nothing";
@@ -177,11 +177,10 @@ bool IsTelling(const capture_host::LogLine& line) {
 // is announced, false at the service's end or at the limit.
 bool Listen(capture_host::Service& service, std::chrono::milliseconds limit, Transcript& transcript,
             std::string& lines, bool until_announced) {
+  WaitLine line_of_wait(transcript, "Trying a recording");
   const auto begin = std::chrono::steady_clock::now();
   while (std::chrono::steady_clock::now() - begin < limit) {
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-    transcript.Progress(
-        "Trying a recording, " + std::to_string(static_cast<int>(elapsed.count())) + " s", false);
+    line_of_wait.Show();
     const auto event = service.NextEvent(kProgressInterval);
     if (!event) continue;
     if (event->end) return false;
@@ -196,7 +195,9 @@ bool Listen(capture_host::Service& service, std::chrono::milliseconds limit, Tra
 Finding TryRecording(const ServiceLaunch& launch, Transcript& transcript) {
   const std::string subject = "trial recording";
   capture_host::Error error;
+  transcript.Progress("Starting the service", false);
   const auto service = capture_host::Service::Start(launch, {}, error);
+  transcript.EndProgress();
   if (!service) return {Kind::kProblem, subject, error.what, error.advice};
   capture_host::RecorderSettings settings = capture_host::DefaultSettings();
   settings.recording_mode = static_cast<std::int32_t>(capture_host::RecordingMode::kMonitor);
@@ -207,8 +208,7 @@ Finding TryRecording(const ServiceLaunch& launch, Transcript& transcript) {
   const bool announced = !failure && Listen(*service, kStartLimit, transcript, lines, true);
   if (announced) Listen(*service, kTrialLength, transcript, lines, false);
   if (!failure) failure = service->RequestEnd();
-  const auto end = service->WaitForEnd(kEndLimit);
-  transcript.EndProgress();
+  const auto end = AwaitServiceEnd(*service, kEndLimit, transcript);
   if (!end) return {Kind::kProblem, subject, "The service does not end." + lines, "Report it."};
   if (end->exit_status != 0 || failure) {
     return {Kind::kProblem, subject, capture_host::DescribeExit(end->exit_status) + lines, ""};
@@ -225,6 +225,7 @@ Finding TryRecording(const ServiceLaunch& launch, Transcript& transcript) {
 
 std::vector<Finding> ExamineInstallation(const ServiceLaunch& launch, Transcript& transcript) {
   Findings findings;
+  transcript.Progress("Looking at the files and the capture library", false);
   const std::filesystem::path folder = launch.program.parent_path();
   bool usable = ExamineService(launch.program, findings);
   usable = ExamineReporting(folder, findings) && usable;
@@ -236,6 +237,7 @@ std::vector<Finding> ExamineInstallation(const ServiceLaunch& launch, Transcript
     ExamineInputs("audio_output", "sound outputs", false, findings);
     ExamineInputs("audio_input", "microphones", false, findings);
   }
+  transcript.EndProgress();
   if (usable && bound) {
     findings.push_back(TryRecording(launch, transcript));
   } else {

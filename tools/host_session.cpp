@@ -4,6 +4,8 @@
 
 #include <atomic>
 
+#include "tools/wait_line.h"
+
 namespace host_tools {
 namespace {
 
@@ -35,6 +37,7 @@ HostSession::HostSession(const capture_host::ServiceLaunch& launch, Transcript& 
                          Inbox& inbox)
     : transcript_(transcript) {
   capture_host::Error error;
+  transcript.Progress("Starting the service", false);
   service_ = capture_host::Service::Start(
       launch,
       [&transcript, &inbox](const capture_host::Event& event) {
@@ -43,6 +46,7 @@ HostSession::HostSession(const capture_host::ServiceLaunch& launch, Transcript& 
         inbox.Push({.kind = Event::Kind::kMessage, .answer = event.answer});
       },
       error);
+  transcript.EndProgress();
   if (!service_) throw CommandFailure(Describe(error));
   transcript_.Note("The service runs as process " + std::to_string(service_->process_id()) + ".");
 }
@@ -56,7 +60,7 @@ void HostSession::Send(const std::string& text) {
 }
 
 std::uint32_t HostSession::AwaitEnd() {
-  const auto end = service_->WaitForEnd(kEndLimit);
+  const auto end = AwaitServiceEnd(*service_, kEndLimit, transcript_);
   if (!end) {
     throw CommandFailure("The service still runs " + std::to_string(kEndLimit.count()) +
                          " s after it should have ended, and is killed now.");

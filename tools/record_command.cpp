@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "platform/text_encoding.h"
+#include "tools/wait_line.h"
 
 namespace host_tools {
 namespace {
@@ -23,7 +24,6 @@ constexpr milliseconds kStartMargin{1'000};
 // Restarts of the session start the count anew; this bounds them altogether.
 constexpr seconds kRestartAllowance{120};
 constexpr seconds kClipLimit{60};
-constexpr milliseconds kProgressInterval{200};
 constexpr int kProgressCells = 30;
 
 void StartRecording(HostSession& session, const RecorderSettings& settings) {
@@ -44,10 +44,11 @@ void FailIfOver(HostSession& session, const Event& event, const std::string& whi
   }
 }
 
-void AwaitAnnouncement(HostSession& session, Inbox& inbox) {
+void AwaitAnnouncement(HostSession& session, Inbox& inbox, Transcript& transcript) {
   const std::string doing = "the recording was starting";
+  WaitLine line(transcript, "Waiting for the recording to start");
   const Clock::time_point deadline = Clock::now() + kStartLimit;
-  while (const auto event = inbox.PopUntil(deadline)) {
+  while (const auto event = line.Pop(inbox, deadline)) {
     FailIfOver(session, *event, doing);
     if (IsAnnouncement(*event)) return;
   }
@@ -93,12 +94,14 @@ void FillBuffer(HostSession& session, Inbox& inbox, Transcript& transcript, int 
   transcript.EndProgress();
 }
 
-ClipAnswer RequestClip(HostSession& session, Inbox& inbox, const std::filesystem::path& clip) {
+ClipAnswer RequestClip(HostSession& session, Inbox& inbox, Transcript& transcript,
+                       const std::filesystem::path& clip) {
   const std::string id = "clip-1";
   const std::string doing = "it was writing the clip";
   session.Send(capture_host::ClipMessage(platform::Utf8FromWide(clip.wstring()), id));
+  WaitLine line(transcript, "Waiting for the clip");
   const Clock::time_point deadline = Clock::now() + kClipLimit;
-  while (const auto event = inbox.PopUntil(deadline)) {
+  while (const auto event = line.Pop(inbox, deadline)) {
     FailIfOver(session, *event, doing);
     const auto* const answer = std::get_if<ClipAnswer>(&event->answer);
     if (answer == nullptr || answer->id != id) continue;
@@ -128,9 +131,9 @@ void PrintFigures(Transcript& transcript, const ClipAnswer& answer, std::uintmax
 void RecordClip(HostSession& session, Inbox& inbox, Transcript& transcript,
                 const RecorderSettings& settings, const std::filesystem::path& clip) {
   StartRecording(session, settings);
-  AwaitAnnouncement(session, inbox);
+  AwaitAnnouncement(session, inbox, transcript);
   FillBuffer(session, inbox, transcript, settings.record_length);
-  const ClipAnswer answer = RequestClip(session, inbox, clip);
+  const ClipAnswer answer = RequestClip(session, inbox, transcript, clip);
   session.Send(capture_host::DieMessage(0));
   const std::uint32_t status = session.AwaitEnd();
 
@@ -145,12 +148,14 @@ void RecordClip(HostSession& session, Inbox& inbox, Transcript& transcript,
   transcript.Result(path);
 }
 
-std::uint32_t WatchRecording(HostSession& session, Inbox& inbox, const RecorderSettings& settings,
+std::uint32_t WatchRecording(HostSession& session, Inbox& inbox, Transcript& transcript,
+                             const RecorderSettings& settings,
                              std::optional<std::chrono::seconds> limit) {
   StartRecording(session, settings);
-  const Clock::time_point started = Clock::now();
+  WaitLine line(transcript, "Watching", limit);
+  const Clock::time_point end = limit ? Clock::now() + *limit : Clock::time_point::max();
   while (true) {
-    const auto event = limit ? inbox.PopUntil(started + *limit) : std::optional(inbox.Pop());
+    const auto event = line.Pop(inbox, end);
     if (event && event->kind == Event::Kind::kClosed) break;
     if (event && event->kind != Event::Kind::kInterrupted) continue;
     session.Send(capture_host::DieMessage(0));

@@ -18,7 +18,7 @@ void RecordClip(HostSession& session, Inbox& inbox, Transcript& transcript,
 
 // Starts a recording and shows what the service says until it ends by itself, or until `limit` has
 // passed or Ctrl+C is pressed, when it is told to end. Returns the exit status of the service.
-std::uint32_t WatchRecording(HostSession& session, Inbox& inbox,
+std::uint32_t WatchRecording(HostSession& session, Inbox& inbox, Transcript& transcript,
                              const capture_host::RecorderSettings& settings,
                              std::optional<std::chrono::seconds> limit);
 

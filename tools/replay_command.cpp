@@ -6,6 +6,7 @@
 #include <json11.hpp>
 
 #include "platform/text_encoding.h"
+#include "tools/wait_line.h"
 
 namespace host_tools {
 namespace {
@@ -13,8 +14,6 @@ namespace {
 using json11::Json;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
-
-constexpr milliseconds kProgressInterval{200};
 
 bool TellsToEnd(const std::string& text) {
   std::string ignored;
@@ -67,7 +66,7 @@ Journal ReadJournal(const std::filesystem::path& path) {
 
 std::uint32_t ReplayJournal(HostSession& session, Inbox& inbox, Transcript& transcript,
                             const Journal& journal) {
-  const Clock::time_point start = Clock::now();
+  Clock::time_point start = Clock::now();
   const milliseconds first = journal.sent.front().time;
   bool told_to_end = false;
   std::size_t count = 0;
@@ -77,7 +76,8 @@ std::uint32_t ReplayJournal(HostSession& session, Inbox& inbox, Transcript& tran
     if (!WaitUntil(start + (message.time - first), inbox, transcript, progress)) break;
     session.Send(message.text);
     told_to_end = told_to_end || TellsToEnd(message.text);
-    ++count;
+    // The first one may have been slow to go out.
+    if (++count == 1) start = Clock::now();
   }
   if (!told_to_end && count == journal.sent.size() &&
       WaitUntil(start + (journal.last - first), inbox, transcript, "Waiting for the end")) {

@@ -9,6 +9,7 @@
 
 #include "platform/text_encoding.h"
 #include "platform/window_handle.h"
+#include "tools/wait_line.h"
 
 namespace host_tools {
 namespace {
@@ -87,7 +88,9 @@ std::string List(const std::vector<GameWindow>& windows) {
 
 }  // namespace
 
-GameWindow FindGameWindow(const WindowQuery& query, std::chrono::milliseconds limit) {
+GameWindow FindGameWindow(const WindowQuery& query, std::chrono::milliseconds limit,
+                          Transcript& transcript) {
+  WaitLine line(transcript, "Waiting for the window");
   const Clock::time_point deadline = Clock::now() + limit;
   while (true) {
     const std::vector<GameWindow> windows = ListWindows();
@@ -100,6 +103,7 @@ GameWindow FindGameWindow(const WindowQuery& query, std::chrono::milliseconds li
     if (Clock::now() >= deadline) {
       throw std::runtime_error("There is no window " + Name(query) + ". " + List(windows));
     }
+    line.Show();
     std::this_thread::sleep_for(kLookInterval);
   }
 }

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "tools/transcript.h"
+
 namespace host_tools {
 
 struct GameWindow {
@@ -24,6 +26,7 @@ struct WindowQuery {
 
 // Waits up to `limit` for the window to appear. Throws std::runtime_error with a sentence for
 // people, which lists the windows there are, when none or more than one matches.
-GameWindow FindGameWindow(const WindowQuery& query, std::chrono::milliseconds limit);
+GameWindow FindGameWindow(const WindowQuery& query, std::chrono::milliseconds limit,
+                          Transcript& transcript);
 
 }  // namespace host_tools
