@@ -35,7 +35,7 @@ install(FILES
   ${PROJECT_BINARY_DIR}/capture_host-config-version.cmake
   DESTINATION lib/cmake/capture_host)
 
-install(FILES README.md DESTINATION doc)
+install(FILES CHANGELOG.md CONTRIBUTING.md README.md DESTINATION doc)
 install(DIRECTORY docs/ DESTINATION doc/docs)
 install(DIRECTORY examples/ DESTINATION doc/examples FILES_MATCHING PATTERN "*.cpp")
 

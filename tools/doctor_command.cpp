@@ -53,6 +53,12 @@ bool ExamineService(const std::filesystem::path& program, Findings& findings) {
   return true;
 }
 
+// The rest of a sentence that begins with a library's name.
+std::string CannotBeLoaded(DWORD error) {
+  if (error == ERROR_BAD_EXE_FORMAT) return " is no library for 64-bit Windows.";
+  return " cannot be loaded: " + capture_host::WindowsErrorText(error) + ".";
+}
+
 bool ExamineReporting(const std::filesystem::path& folder, Findings& findings) {
   const std::filesystem::path sentry = folder / L"sentry.dll";
   if (!std::filesystem::exists(sentry)) {
@@ -64,8 +70,7 @@ bool ExamineReporting(const std::filesystem::path& folder, Findings& findings) {
   HMODULE const module = LoadLibraryW(sentry.c_str());
   if (module == nullptr) {
     const DWORD error = GetLastError();
-    findings.push_back({Kind::kProblem, "sentry.dll",
-                        "It cannot be loaded: " + capture_host::WindowsErrorText(error) + ".",
+    findings.push_back({Kind::kProblem, "sentry.dll", "It" + CannotBeLoaded(error),
                         "Put one for 64-bit Windows there."});
     return false;
   }
@@ -107,16 +112,15 @@ bool ExamineLibrary(const std::filesystem::path& file, Findings& findings) {
   const std::string subject = "gsdk.dll";
   const std::string name = Utf8FromWide(file.wstring());
   if (!std::filesystem::exists(file)) {
-    findings.push_back(
-        {Kind::kProblem, subject, "There is no " + name + ".", "Put a capture library there."});
+    findings.push_back({Kind::kProblem, subject, "There is no " + name + ".",
+                        "Put a capture library for 64-bit Windows there; the package has one."});
     return false;
   }
   auto module = capture_service::LoadCaptureLibraryModule(file.wstring());
   if (!module) {
     const DWORD error = GetLastError();
-    findings.push_back({Kind::kProblem, subject,
-                        name + " cannot be loaded: " + capture_host::WindowsErrorText(error) + ".",
-                        AdviceForLibrary(error)});
+    findings.push_back(
+        {Kind::kProblem, subject, name + CannotBeLoaded(error), AdviceForLibrary(error)});
     return false;
   }
   const auto missing = MissingEntryPoints(static_cast<HMODULE>(module.get()));
