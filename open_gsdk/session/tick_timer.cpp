@@ -27,7 +27,8 @@ bool TickTimer::WaitUntil(std::chrono::steady_clock::time_point deadline) {
   using HundredNs = std::chrono::duration<LONGLONG, std::ratio<1, 10'000'000>>;
   for (;;) {
     const auto left = std::chrono::ceil<HundredNs>(deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return WaitForSingleObject(stop_.get(), 0) == WAIT_TIMEOUT;
+    // To ask for the event without waiting would give the thread's turn away under Wine.
+    if (left.count() <= 0) return !stopped_;
     LARGE_INTEGER due{};
     due.QuadPart = -left.count();  // negative is relative to now
     if (!SetWaitableTimer(timer_.get(), &due, 0, nullptr, nullptr, FALSE)) {
