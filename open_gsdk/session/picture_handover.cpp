@@ -9,14 +9,14 @@ namespace open_gsdk {
 
 bool PictureHandover::WaitForRoom() {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return closed_ || !picture_; });
+  changed_.wait(lock, [this] { return closed_ || pictures_.size() < kRoom; });
   return !closed_;
 }
 
 void PictureHandover::Put(TakenPicture picture) {
   {
     const std::lock_guard lock(mutex_);
-    picture_ = std::move(picture);
+    pictures_.push_back(std::move(picture));
   }
   changed_.notify_all();
 }
@@ -26,9 +26,10 @@ std::optional<TakenPicture> PictureHandover::Take(std::int64_t deadline_ns) {
   {
     std::unique_lock lock(mutex_);
     platform::WaitUntil(changed_, lock, SteadyPoint(deadline_ns),
-                        [this] { return closed_ || picture_.has_value(); });
-    if (closed_) return std::nullopt;
-    taken = std::exchange(picture_, std::nullopt);
+                        [this] { return closed_ || !pictures_.empty(); });
+    if (closed_ || pictures_.empty()) return std::nullopt;
+    taken = std::move(pictures_.front());
+    pictures_.pop_front();
   }
   changed_.notify_all();
   return taken;

@@ -1,9 +1,12 @@
-// The place between the thread that takes pictures and the one that encodes them: room for one
-// picture, so that the next is taken while the last is encoded, and none grows old.
+// The queue between the thread that takes pictures and the one that encodes them, so that each can
+// be held up for a moment without holding up the other. It is short, so that no picture waits for
+// long.
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -23,16 +26,21 @@ struct TakenPicture {
   std::unique_ptr<VideoEncoder> encoder = nullptr;
 };
 
-// One thread puts, one takes; any thread may close.
+// One thread puts, one takes; any thread may close. Pictures that are left when it closes are lost.
 class PictureHandover {
  public:
+  // Pictures that wait at most. With one, beside busy processes, each thread also waits for the
+  // other's turn.
+  static constexpr std::size_t kRoom = 2;
+
   // Waits until a picture can be put; false once it is closed.
   bool WaitForRoom();
 
   // To be called once there is room.
   void Put(TakenPicture picture);
 
-  // Waits for a picture until `deadline_ns` on the steady clock; none then, or once it is closed.
+  // Waits for the oldest picture until `deadline_ns` on the steady clock; none then, or once it is
+  // closed.
   std::optional<TakenPicture> Take(std::int64_t deadline_ns);
 
   void Close();
@@ -41,8 +49,8 @@ class PictureHandover {
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::optional<TakenPicture> picture_;  // guarded by mutex_
-  bool closed_ = false;                  // guarded by mutex_
+  std::deque<TakenPicture> pictures_;  // guarded by mutex_
+  bool closed_ = false;                // guarded by mutex_
 };
 
 }  // namespace open_gsdk
