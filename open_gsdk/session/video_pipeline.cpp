@@ -1,5 +1,7 @@
 #include "open_gsdk/session/video_pipeline.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <exception>
 #include <utility>
@@ -31,6 +33,9 @@ void VideoPipeline::Start(std::int64_t start_ns, PacketSink& sink) {
 
 std::thread VideoPipeline::StartStage(PacketSink& sink, std::function<void()> stage) {
   return StartOwnThread([this, &sink, stage = std::move(stage)] {
+    // A recorder that only gets what a busy game leaves loses the pictures that matter most. One
+    // step is enough for that: these threads rest for most of each frame.
+    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_ABOVE_NORMAL);
     try {
       stage();
     } catch (const Failure& failure) {

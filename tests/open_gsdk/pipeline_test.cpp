@@ -168,6 +168,24 @@ TEST(VideoPipeline, LeavesPicturesOutForASlowEncoderAndNeverSound) {
   EXPECT_GT(sound.back()->time_ns - sound.front()->time_ns, kSecond);
 }
 
+TEST(VideoPipeline, TakesAndEncodesPicturesBeforeOrdinaryThreadsRun) {
+  std::atomic<int> taking{0};
+  std::atomic<int> encoding{0};
+  TestRecording recording(
+      [&](GreyPicture& picture) {
+        taking = GetThreadPriority(GetCurrentThread());
+        return Moving(picture);
+      },
+      {{"watched", [&](const VideoEncoding& chosen) {
+          return std::make_unique<SlowEncoder>(
+              chosen, [&] { encoding = GetThreadPriority(GetCurrentThread()); });
+        }}});
+  recording.WaitFor([](const Packets& packets) { return Count(packets, 0) == 2; });
+  recording.Stop();
+  EXPECT_EQ(taking, THREAD_PRIORITY_ABOVE_NORMAL);
+  EXPECT_EQ(encoding, THREAD_PRIORITY_ABOVE_NORMAL);
+}
+
 TEST(VideoPipeline, FollowsASourceThatHasGrownWithANewStreamSet) {
   std::atomic<bool> grown{false};
   TestRecording recording([&](GreyPicture& picture) {
