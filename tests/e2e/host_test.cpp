@@ -12,7 +12,6 @@ namespace {
 
 using capture_host::ClipOutcome;
 using capture_host::Service;
-using capture_host::ServiceLaunch;
 using std::chrono::milliseconds;
 
 class Host : public ::testing::Test {

@@ -84,6 +84,12 @@ class PackageTest(unittest.TestCase):
         self.assertEqual({name for name in notices if f"`{name}`" not in page}, set())
         self.assertGreaterEqual(len(notices), 6)
 
+    def test_links_of_its_documents_lead_somewhere(self):
+        for page in (self.package / "doc").glob("*.md"):
+            links = re.findall(r"\]\(([^)#:]+)\)", page.read_text(encoding="utf-8"))
+            self.assertEqual([link for link in links if not (page.parent / link).exists()], [],
+                             page.name)
+
     def test_symbols_lie_apart_and_have_their_programs_build_id(self):
         for name in PROGRAMS:
             program = self.package / "bin" / name
@@ -130,26 +136,21 @@ class PackageTest(unittest.TestCase):
             self.assertIn(f"CaptureService-{version}-windows-x64", self.name)
 
     def build_example(self, folder):
-        """Builds the packaged example against the packaged library."""
+        """Builds the packaged example against the packaged library, as the packaged page says."""
         source = folder / "example"
         source.mkdir()
         shutil.copy(self.package / "doc" / "examples" / "minimal_host.cpp", source)
-        (source / "CMakeLists.txt").write_text(
-            "cmake_minimum_required(VERSION 3.25)\n"
-            "project(example LANGUAGES CXX)\n"
-            "find_package(capture_host 1.0 REQUIRED)\n"
-            "add_executable(minimal_host minimal_host.cpp)\n"
-            "target_link_libraries(minimal_host PRIVATE capture_host::capture_host)\n"
-            "target_link_options(minimal_host PRIVATE -municode -static)\n"
-        )
+        page = (self.package / "doc" / "docs" / "protocol.md").read_text(encoding="utf-8")
+        (project,) = re.findall(r"```cmake\n(.*?)```", page, re.DOTALL)
+        (source / "CMakeLists.txt").write_text(project)
         status, text = run(
             ["cmake", "-S", source, "-B", source / "build", "-G", "Ninja",
              "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_CXX_COMPILER={TARGET}-g++-posix",
-             f"-Dcapture_host_DIR={self.package / 'lib' / 'cmake' / 'capture_host'}"])
+             f"-DCMAKE_PREFIX_PATH={self.package}"])
         self.assertEqual(status, 0, text)
         status, text = run(["cmake", "--build", source / "build"])
         self.assertEqual(status, 0, text)
-        return source / "build" / "minimal_host.exe"
+        return source / "build" / "my_host.exe"
 
     def test_records_a_clip_with_the_example(self):
         folder = Path(tempfile.mkdtemp(dir=self.scratch.name))

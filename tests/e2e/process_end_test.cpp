@@ -82,8 +82,9 @@ TEST_F(HeldInTheHardEnd, AnswersToClipRequestsDoNotChangeTheExitStatus) {
   // Given a dump that comes back while the process ends, and requests that wait behind it
   ServiceRun& run = StartHeld({{"dumps", Json::array{Json::object{{"wait_file", "go"}}}}}, {},
                               [](ServiceRun& service) {
-                                for (int i = 0; i < 50; ++i)
+                                for (int i = 0; i < 50; ++i) {
                                   service.Send(Clip("a", std::to_string(i)));
+                                }
                                 EXPECT_TRUE(service.WaitForCall("gsdk_recorder_dump"));
                               });
   run.Touch("go");

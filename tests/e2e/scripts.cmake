@@ -28,3 +28,9 @@ add_test(NAME e2e.Package
   COMMAND ${with_desktop} --new-prefix --display 1280x720 --
     /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/package_test.py ${PROJECT_SOURCE_DIR})
 set_tests_properties(e2e.Package PROPERTIES TIMEOUT 400)
+
+# A checkout at an odd place, of a user without root.
+add_test(NAME e2e.Checkout
+  COMMAND /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/checkout_test.py ${PROJECT_SOURCE_DIR}
+    ${CMAKE_BINARY_DIR})
+set_tests_properties(e2e.Checkout PROPERTIES TIMEOUT 600)

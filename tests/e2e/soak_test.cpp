@@ -1,6 +1,6 @@
 // Records a window and real sound through the service and the open library for minutes, with
 // restarts, clips and device changes all the time, and looks at what the service's process holds
-// meanwhile. Needs a sound server (scripts/with_sound).
+// meanwhile. Needs a sound server (scripts/with_desktop --sound).
 #include <windows.h>
 
 #include <algorithm>
