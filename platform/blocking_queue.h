@@ -1,12 +1,12 @@
 // A first-in first-out queue between threads.
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <optional>
 #include <utility>
 
+#include "platform/condition.h"
 #include "platform/deadline.h"
 
 namespace platform {
@@ -45,8 +45,8 @@ class BlockingQueue {
     return item;
   }
 
-  std::mutex mutex_;
-  std::condition_variable not_empty_;
+  Mutex mutex_;
+  ConditionVariable not_empty_;
   std::deque<T> items_;
 };
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
 
 namespace platform {
@@ -24,10 +23,11 @@ void SleepUntil(SteadyTime deadline);
 inline constexpr std::chrono::hours kLongestWait{24};
 
 // Waits on `changed`, whose mutex `lock` holds, until `condition` holds or `deadline` is reached.
-// Returns whether it holds, also when both came together.
-template <typename Condition>
-bool WaitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& lock,
-               SteadyTime deadline, Condition condition) {
+// Returns whether it holds, also when both came together. The condition variable is the standard
+// library's or that of platform/condition.h, with its own mutex.
+template <typename ConditionVariable, typename Mutex, typename Condition>
+bool WaitUntil(ConditionVariable& changed, std::unique_lock<Mutex>& lock, SteadyTime deadline,
+               Condition condition) {
   while (!condition()) {
     const SteadyTime now = std::chrono::steady_clock::now();
     if (now >= deadline) return false;

@@ -1,5 +1,6 @@
 #include "recording/packet_watchdog.h"
 
+#include <mutex>
 #include <string>
 
 #include "diagnostics/fatal_failure.h"
@@ -12,7 +13,7 @@ namespace capture_service {
 namespace {
 
 // Waits for a packet or the stop flag and forgets the packet. Returns whether either came in time.
-bool WaitForPacket(PacketWatch& watch, std::unique_lock<std::mutex>& lock,
+bool WaitForPacket(PacketWatch& watch, std::unique_lock<platform::Mutex>& lock,
                    std::chrono::nanoseconds wait) {
   const platform::SteadyTime deadline =
       platform::DeadlineAfter(std::chrono::steady_clock::now(), wait);

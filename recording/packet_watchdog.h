@@ -3,12 +3,11 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 
 #include "gsdk/gsdk_api.h"
+#include "platform/condition.h"
 #include "protocol/error_codes.h"
 
 namespace capture_service {
@@ -20,8 +19,8 @@ inline constexpr std::chrono::nanoseconds kPacketWait = std::chrono::seconds(10)
 inline constexpr std::int32_t kRestartLimit = 5;
 
 struct PacketWatch {
-  std::mutex mutex;  // guards the members down to restart_counter
-  std::condition_variable changed;
+  platform::Mutex mutex;  // guards the members down to restart_counter
+  platform::ConditionVariable changed;
   bool packet_seen = false;
   bool stop = false;
   // Restarts asked for since the last packet, across sessions; only a packet resets it.

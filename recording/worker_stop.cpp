@@ -1,6 +1,5 @@
 #include "recording/worker_stop.h"
 
-#include <condition_variable>
 #include <cstdlib>
 #include <future>
 #include <mutex>
@@ -25,9 +24,9 @@ namespace {
   std::exit(ErrorNumber(ErrorCode::JoinThreadError));
 }
 
-void StopThread(const std::string& name, std::thread& thread, std::mutex& mutex,
-                std::condition_variable& changed, bool& stop,
-                std::chrono::nanoseconds join_timeout) {
+template <typename Mutex, typename ConditionVariable>
+void StopThread(const std::string& name, std::thread& thread, Mutex& mutex,
+                ConditionVariable& changed, bool& stop, std::chrono::nanoseconds join_timeout) {
   if (!thread.joinable()) return;
   {
     const std::lock_guard lock(mutex);
