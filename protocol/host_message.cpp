@@ -63,16 +63,18 @@ std::optional<HostMessage> ReadHostMessage(const std::string& text) {
   if (json.is_null()) return std::nullopt;
 
   HostMessage message;
-  if (const Json& object = json["startglimra_sentrysettings"]; object.is_object()) {
-    message.reporting = ReadReportingSettings(object);
+  for (const auto& [key, value] : json.object_items()) {
+    if (!value.is_object()) continue;
+    if (key == "startglimra_sentrysettings") {
+      message.reporting = ReadReportingSettings(value);
+    } else if (key == "clip") {
+      message.clip = ReadClipRequest(value);
+    } else if (key == "recorder_settings") {
+      message.settings = ReadRecorderSettings(value);
+    } else if (key == "event") {
+      message.event = ReadEvent(value);
+    }
   }
-  if (const Json& object = json["clip"]; object.is_object()) {
-    message.clip = ReadClipRequest(object);
-  }
-  if (const Json& object = json["recorder_settings"]; object.is_object()) {
-    message.settings = ReadRecorderSettings(object);
-  }
-  if (const Json& object = json["event"]; object.is_object()) message.event = ReadEvent(object);
   return message;
 }
 

@@ -1,5 +1,6 @@
 #include "protocol/message_queue.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/blocking_queue.h"
@@ -22,9 +23,9 @@ std::unique_ptr<PipeMessage> MakePipeMessage(Direction direction, std::string_vi
   text = text.substr(0, text.find('\0'));
   if (text.size() > kMaxMessageBytes) platform::FailFast();
 
-  auto message = std::make_unique<PipeMessage>();
+  auto message = std::make_unique_for_overwrite<PipeMessage>();
   message->direction = direction;
-  text.copy(message->text.data(), text.size());
+  *std::copy(text.begin(), text.end(), message->text.begin()) = '\0';
   return message;
 }
 

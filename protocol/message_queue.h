@@ -20,7 +20,7 @@ enum class Direction : std::uint32_t {
 
 struct PipeMessage {
   Direction direction;
-  std::array<char, kMaxMessageBytes + 1> text;  // ends at its first zero byte
+  std::array<char, kMaxMessageBytes + 1> text;  // ends at its first zero byte, anything follows
 };
 
 // Makes a message of `text` up to its first zero byte. A text of more than kMaxMessageBytes ends

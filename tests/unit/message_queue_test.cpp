@@ -1,6 +1,5 @@
 #include "protocol/message_queue.h"
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -37,8 +36,6 @@ TEST_F(MessageQueueTest, TextIsCutAtItsFirstZeroByte) {
   const std::string text("ab\0cd", 5);
   const auto message = MakePipeMessage(Direction::kInbound, text);
   EXPECT_STREQ(message->text.data(), "ab");
-  EXPECT_EQ(std::ranges::count(message->text, '\0'),
-            static_cast<std::ptrdiff_t>(kMaxMessageBytes + 1 - 2));
 }
 
 TEST_F(MessageQueueTest, EmptyTextIsAMessage) {
