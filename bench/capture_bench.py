@@ -1,11 +1,8 @@
 #!/usr/bin/python3
-"""The figures of the open capture library against FFmpeg's own loop; scripts/bench starts this with a
-display and a Wine prefix. Recordings of the two take turns, so that what else the machine does
+"""The figures of the open capture library against FFmpeg's own loop. Recordings of the two take turns, so that what else the machine does
 meets both alike; a figure is the median of its rounds."""
 
-import argparse
 import contextlib
-import json
 import os
 import re
 import statistics
@@ -15,35 +12,21 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
 from frame_code import FrameCodeReader  # noqa: E402
+from load import busy_share  # noqa: E402
+from table import ratios  # noqa: E402
 
 WINE = os.path.join(os.path.dirname(__file__), "..", "scripts", "wine")
 TITLE = "Moving window"
 QUALITY = 23
 DECODED = (640, 360)
 PATIENCE_S = 180
-QUIET = 0.1  # the share of the processors that other work may take
 
 
 def windows_path(path):
     return "Z:" + path.replace("/", "\\")
 
 
-# --- How busy the machine is --------------------------------------------------------------------
-
-
-def processor_times():
-    with open("/proc/stat", encoding="ascii") as file:
-        times = [int(text) for text in file.readline().split()[1:9]]
-    idle = times[3] + times[4]
-    return sum(times) - idle, sum(times)
-
-
-def busy_share(seconds):
-    """The share of all processors that is in use now."""
-    before = processor_times()
-    time.sleep(seconds)
-    after = processor_times()
-    return (after[0] - before[0]) / max(after[1] - before[1], 1)
+# --- Other programs ---------------------------------------------------------------------------------
 
 
 @contextlib.contextmanager
@@ -74,10 +57,10 @@ class Machine:
         self.programs = options.programs
         self.ffmpeg = options.ffmpeg
         self.scratch = options.scratch
-        self.seconds = 5 if options.quick else 9
+        self.seconds = 4 if options.quick else 9
         # Of each recording, its last seconds: when everything is loaded and runs.
         self.counted_s = self.seconds - 2.5
-        self.rounds = 2 if options.quick else 5
+        self.rounds = 1 if options.quick else 3
         self.busy = []  # the share of the processors that others used before each group
 
     def program(self, name):
@@ -192,41 +175,15 @@ def figures_of(clip, counted_s, share):
     }
 
 
-# --- The table ----------------------------------------------------------------------------------
-
-
-class Table:
-    def __init__(self):
-        self.rows = []
-
-    def add(self, what, rounds, limit, at_least=False, unit="", note="", chosen=None):
-        """`rounds` are the values of which the median counts, or `chosen` where that is given."""
-        value = statistics.median(rounds) if chosen is None else chosen
-        self.rows.append({
-            "what": what, "value": value, "rounds": rounds, "unit": unit, "limit": limit,
-            "limit_is": "at least" if at_least else "at most", "note": note,
-            "holds": value >= limit if at_least else value <= limit})
-        self.show(self.rows[-1])
-
-    @staticmethod
-    def show(row):
-        digits = 0 if row["unit"] else 2
-        value, low, high, limit = (f"{number:.{digits}f}" for number in (
-            row["value"], min(row["rounds"]), max(row["rounds"]), row["limit"]))
-        print(f"| {row['what']} | {value}{row['unit']} ({low} to {high}) |"
-              f" {row['limit_is']} {limit}{row['unit']} | {'yes' if row['holds'] else 'NO'} |"
-              f" {row['note']} |", flush=True)
-
-    def all_hold(self):
-        return all(row["holds"] for row in self.rows)
+# --- The rows ------------------------------------------------------------------------------------
 
 
 def median_of(recordings, key):
     return statistics.median(recording[key] for recording in recordings)
 
 
-def ratios(ours, theirs, key):
-    return [own[key] / other[key] for own, other in zip(ours, theirs)]
+def ratios_of(ours, theirs, key):
+    return ratios([own[key] for own in ours], [other[key] for other in theirs])
 
 
 def take_turns(machine, frame_rate):
@@ -240,13 +197,14 @@ def take_turns(machine, frame_rate):
 
 
 def measure_pictures(machine, table):
+    table.heading("Recording, under Wine, against FFmpeg's own loop")
     recordings = {}
     # The window draws more often than pictures are taken, so that none is the one before.
     with machine.window((1280, 720), 60):
         ours, theirs = take_turns(machine, 30)
     recordings["1280x720 at 30"] = {"library": ours, "ffmpeg": theirs}
     table.add("processor time for each different picture, 1280x720 at 30, library / gdigrab",
-              ratios(ours, theirs, "ms_a_picture"), 0.55,
+              ratios_of(ours, theirs, "ms_a_picture"), 0.55,
               note=f"{median_of(ours, 'ms_a_picture'):.1f} ms against"
               f" {median_of(theirs, 'ms_a_picture'):.1f} ms")
 
@@ -258,13 +216,13 @@ def measure_pictures(machine, table):
         ours, theirs = take_turns(machine, 60)
     recordings["1920x1080 at 60, two busy processes"] = {"library": ours, "ffmpeg": theirs}
     table.add("different pictures a second, 1920x1080 at 60, two busy processes, library / gdigrab",
-              ratios(ours, theirs, "a_second"), 2, at_least=True,
+              ratios_of(ours, theirs, "a_second"), 2, at_least=True,
               note=f"{median_of(ours, 'a_second'):.1f} against"
               f" {median_of(theirs, 'a_second'):.1f} of"
               f" {median_of(ours, 'drawn_a_second'):.1f} and"
               f" {median_of(theirs, 'drawn_a_second'):.1f} that were drawn")
     table.add("different pictures for each second of processor time: that one / 1920x1080 at 30,"
-              " nothing else running", ratios(ours, quiet, "a_processor_second"), 0.7,
+              " nothing else running", ratios_of(ours, quiet, "a_processor_second"), 0.7,
               at_least=True, note=f"{median_of(ours, 'a_processor_second'):.0f} against"
               f" {median_of(quiet, 'a_processor_second'):.0f}; gdigrab"
               f" {median_of(theirs, 'a_processor_second'):.0f}")
@@ -277,6 +235,7 @@ def measure_pictures(machine, table):
 
 def measure_replay_buffer(machine, table):
     """dump_bench prints each ratio with its limit and takes the best of several rounds itself."""
+    table.heading("The replay buffer, under Wine")
     said = subprocess.run(machine.program("dump_bench.exe") + [windows_path(machine.scratch)],
                           stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=600,
                           check=False).stdout
@@ -287,45 +246,3 @@ def measure_replay_buffer(machine, table):
     for what, value, limit in rows:
         table.add(what, [float(value)], float(limit))
     return notes
-
-
-def processor_name():
-    with open("/proc/cpuinfo", encoding="utf-8") as file:
-        return re.search(r"^model name\s*: (.*)$", file.read(), re.M)[1]
-
-
-def main():
-    parser = argparse.ArgumentParser()
-    for name in ("--programs", "--ffmpeg", "--scratch"):
-        parser.add_argument(name, required=True)
-    parser.add_argument("--quick", action="store_true")
-    parser.add_argument("--json")
-    options = parser.parse_args()
-    machine = Machine(options)
-
-    about = {
-        "date": time.strftime("%Y-%m-%d"), "processor": processor_name(),
-        "processors": os.cpu_count(), "seconds": machine.seconds, "rounds": machine.rounds,
-        "load_before": os.getloadavg()[0]}
-    print(f"{about['date']}, {about['processor']}, {about['processors']} processors;"
-          f" {machine.rounds} rounds of {machine.seconds} s, load {about['load_before']:.1f}.")
-    print("\n| What | Median (least to most) | Limit | Holds | |\n|---|---|---|---|---|")
-    table = Table()
-    recordings = measure_pictures(machine, table)
-    notes = measure_replay_buffer(machine, table)
-    about["busy"] = machine.busy + [busy_share(3)]
-    print("\n" + "\n".join(notes))
-    print("Other work, before each window was opened and at the end, took"
-          f" {', '.join(f'{share:.0%}' for share in about['busy'])} of the processors.")
-    if max(about["busy"]) > QUIET:
-        print("THE MACHINE IS BUSY: what is to be measured on a quiet one was not.")
-    if options.json:
-        with open(options.json, "w", encoding="utf-8") as file:
-            json.dump({"about": about, "figures": table.rows, "recordings": recordings,
-                       "replay_buffer": notes}, file, indent=1)
-            file.write("\n")
-    return 0 if table.all_hold() else 1
-
-
-if __name__ == "__main__":
-    sys.exit(main())

@@ -1,61 +1,89 @@
-// The message queue and the reading of the host's messages.
+// What a message costs between the one who has it and the queue it ends in.
 #include <benchmark/benchmark.h>
 
+#include <chrono>
+#include <json11.hpp>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "diagnostics/logging.h"
-#include "protocol/host_message.h"
+#include "platform/blocking_queue.h"
+#include "protocol/command_queue.h"
 #include "protocol/message_queue.h"
+#include "service/main_loop.h"
 
 namespace {
 
 using namespace capture_service;
+using json11::Json;
 
-void PushAndPopMessage(benchmark::State& state) {
-  const std::string text = R"({"error": "a line of usual length for the host's log"})";
+// Measures `count` calls of `call` at a time and empties the queue, by as many calls of `take`,
+// when nobody looks.
+template <typename Call, typename Take>
+void MeasureInBatches(benchmark::State& state, Call call, Take take) {
+  constexpr int kBatch = 64;
   for (auto _ : state) {
-    PushMessage(MakePipeMessage(Direction::kOutbound, text));
-    benchmark::DoNotOptimize(PopMessage());
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < kBatch; ++i) call();
+    const auto end = std::chrono::steady_clock::now();
+    state.SetIterationTime(std::chrono::duration<double>(end - begin).count() / kBatch);
+    for (int i = 0; i < kBatch; ++i) take();
   }
 }
-BENCHMARK(PushAndPopMessage);
 
-// As many waiting messages as a burst of library lines makes.
-void PushAndPopThroughABacklog(benchmark::State& state) {
-  constexpr int kBacklog = 1000;
-  for (int i = 0; i < kBacklog; ++i) PushMessage(MakePipeMessage(Direction::kInbound, "{}"));
-  for (auto _ : state) {
-    PushMessage(MakePipeMessage(Direction::kInbound, "{}"));
-    benchmark::DoNotOptimize(PopMessage());
-  }
-  for (int i = 0; i < kBacklog; ++i) PopMessage();
-}
-BENCHMARK(PushAndPopThroughABacklog);
+constexpr const char* kLine = "a line of usual length for the host's log";
 
 void LogLine(benchmark::State& state) {
-  for (auto _ : state) {
-    LogInfo("a line of usual length for the host's log");
-    benchmark::DoNotOptimize(PopMessage());
-  }
+  MeasureInBatches(
+      state, [] { OnCaptureLibraryLog(2, kLine); }, PopMessage);
 }
-BENCHMARK(LogLine);
+BENCHMARK(LogLine)->UseManualTime();
 
-void ReadSettingsMessage(benchmark::State& state) {
-  const std::string text = R"({"recorder_settings": {"audio_samplerate": 48000,
-      "audio_bitrate": 128000, "video_fps": 60, "encoding_crf": 23, "video_max_height": 1080,
-      "video_max_width": 1920, "record_length": 30, "recording_mode": 3, "game_pid": 4711,
-      "game_hwnd": 132456, "logging_level": 1, "capture_cursor": true, "audio_game": "Speakers",
-      "audio_chat": "Headset", "audio_input": "Microphone"}})";
-  for (auto _ : state) benchmark::DoNotOptimize(ReadHostMessage(text));
+// json11's dump of the same object, one allocation of a message, and a locked push.
+void LogLineFloor(benchmark::State& state) {
+  static auto& queue = *new platform::BlockingQueue<std::unique_ptr<PipeMessage>>;
+  const Json object = Json::object{{"error", kLine}};
+  MeasureInBatches(
+      state,
+      [&] {
+        const std::string text = object.dump();
+        std::unique_ptr<PipeMessage> message(new PipeMessage);
+        message->direction = Direction::kOutbound;
+        message->text[text.copy(message->text.data(), kMaxMessageBytes)] = '\0';
+        queue.Push(std::move(message));
+      },
+      [&] { return queue.Pop(); });
 }
-BENCHMARK(ReadSettingsMessage);
+BENCHMARK(LogLineFloor)->UseManualTime();
 
-void ReadLongestMessage(benchmark::State& state) {
-  std::string text = R"({"clip": {"id": "1", "filepath": ")";
-  const std::string end = R"("}})";
-  text += std::string(kMaxMessageBytes - text.size() - end.size(), 'x') + end;
-  for (auto _ : state) benchmark::DoNotOptimize(ReadHostMessage(text));
+const std::string kSettings = R"({"recorder_settings": {"audio_samplerate": 48000,
+    "audio_bitrate": 128000, "video_fps": 60, "encoding_crf": 23, "video_max_height": 1080,
+    "video_max_width": 1920, "record_length": 30, "recording_mode": 3, "game_pid": 4711,
+    "game_hwnd": 132456, "logging_level": 1, "capture_cursor": true, "audio_game": "Speakers",
+    "audio_chat": "Headset", "audio_input": "Microphone"}})";
+const std::string kRestart = R"({"event": {"restart": true}})";
+
+void HandleMessage(benchmark::State& state, const std::string& text) {
+  ServiceState service;
+  // As the main loop calls it.
+  MeasureInBatches(
+      state, [&] { HandleInboundMessage(text.c_str(), service); }, PopCommand);
 }
-BENCHMARK(ReadLongestMessage);
+void SettingsMessage(benchmark::State& state) { HandleMessage(state, kSettings); }
+void RestartMessage(benchmark::State& state) { HandleMessage(state, kRestart); }
+BENCHMARK(SettingsMessage)->UseManualTime();
+BENCHMARK(RestartMessage)->UseManualTime();
+
+// json11's parse of the same text.
+void Parse(benchmark::State& state, const std::string& text) {
+  std::string error;
+  MeasureInBatches(
+      state, [&] { benchmark::DoNotOptimize(Json::parse(text, error)); }, [] {});
+}
+void SettingsMessageFloor(benchmark::State& state) { Parse(state, kSettings); }
+void RestartMessageFloor(benchmark::State& state) { Parse(state, kRestart); }
+BENCHMARK(SettingsMessageFloor)->UseManualTime();
+BENCHMARK(RestartMessageFloor)->UseManualTime();
 
 }  // namespace

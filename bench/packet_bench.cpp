@@ -1,11 +1,14 @@
-// The packet path, which every encoded frame goes through on a thread of the capture library.
+// The packet path, which every encoded frame goes through on a thread of the capture library, while
+// the watchdog waits. The recorder costs nothing here.
 #include <benchmark/benchmark.h>
 
-#include <array>
-#include <cstring>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 
+#include "bench/allocations.h"
 #include "gsdk/capture_library.h"
 #include "recording/packet_watchdog.h"
 #include "recording/worker_stop.h"
@@ -15,73 +18,76 @@ namespace {
 
 using namespace capture_service;
 
-constexpr int kRepetitions = 7;
-
-// A frame of 15 Mbit/s at 60 frames a second.
-constexpr std::size_t kFrameBytes = 32 * std::size_t{1024};
-std::array<char, kFrameBytes> frame;
-std::array<char, kFrameBytes> replay_buffer;
-
-// What a recorder does at least: it keeps a copy.
-void CopyFrame(gsdk_recorder* /*recorder*/, gsdk_encoded_packet* /*packet*/) {
-  std::memcpy(replay_buffer.data(), frame.data(), frame.size());
-  benchmark::ClobberMemory();
-}
-
-void PushNothing(gsdk_recorder* /*recorder*/, gsdk_encoded_packet* /*packet*/) {}
-void ReleaseNothing(gsdk_encoded_packet* /*packet*/) {}
-
-void InstallPush(decltype(&gsdk_recorder_push_packet) push) {
+void InstallEmptyLibrary() {
   auto table = core_test::FakeLibrary::MakeTable();
-  table->gsdk_recorder_push_packet = push;
-  table->gsdk_encoded_packet_release = ReleaseNothing;
+  table->gsdk_recorder_push_packet = [](gsdk_recorder* /*recorder*/,
+                                        gsdk_encoded_packet* /*packet*/) {};
+  table->gsdk_encoded_packet_release = [](gsdk_encoded_packet* /*packet*/) {};
   InstallCaptureLibrary(std::move(table));
 }
 
-void RunCallback(benchmark::State& state) {
-  for (auto _ : state) OnEncodedPacket(nullptr, nullptr);
-}
-
-void MutexLockUnlock(benchmark::State& state) {
-  // The one that the callback takes, so that both cross the same cache lines.
-  std::mutex& mutex = Watch().mutex;
-  for (auto _ : state) {
-    mutex.lock();
-    benchmark::ClobberMemory();
-    mutex.unlock();
-  }
-}
-BENCHMARK(MutexLockUnlock)->Repetitions(kRepetitions);
-
-void RecorderPush(benchmark::State& state) {
-  InstallPush(CopyFrame);
-  for (auto _ : state) Library().gsdk_recorder_push_packet(nullptr, nullptr);
-}
-BENCHMARK(RecorderPush)->Repetitions(kRepetitions);
-
 void PacketCallback(benchmark::State& state) {
-  InstallPush(CopyFrame);
-  RunCallback(state);
-}
-BENCHMARK(PacketCallback)->Repetitions(kRepetitions);
-
-void PacketCallbackEmptyPush(benchmark::State& state) {
-  InstallPush(PushNothing);
-  RunCallback(state);
-}
-BENCHMARK(PacketCallbackEmptyPush)->Repetitions(kRepetitions);
-
-// With the watchdog waiting, most wake-ups reach a sleeping thread.
-void PacketCallbackWatched(benchmark::State& state) {
-  InstallPush(PushNothing);
-  {
-    const std::lock_guard lock(Watch().mutex);
-    Watch().stop = false;
+  if (state.thread_index() == 0) {
+    InstallEmptyLibrary();
+    {
+      const std::lock_guard lock(Watch().mutex);
+      Watch().stop = false;
+    }
+    Watch().thread = std::thread(PacketWatchdog, kFirstPacketWait, kPacketWait);
   }
-  Watch().thread = std::thread(PacketWatchdog, kFirstPacketWait, kPacketWait);
-  RunCallback(state);
-  StopWorkers();
+  const std::int64_t before = core_bench::Allocations();
+  for (auto _ : state) OnEncodedPacket(nullptr, nullptr);
+  state.counters["allocations"] = static_cast<double>(core_bench::Allocations() - before);
+  if (state.thread_index() == 0) StopWorkers();
 }
-BENCHMARK(PacketCallbackWatched);
+BENCHMARK(PacketCallback)->Threads(1)->Threads(4)->UseRealTime();
+
+// The same library calls, a bare lock, two stores and a notify, and a thread that waits for it.
+struct BareWatch {
+  std::mutex mutex;  // guards the members down to restart_counter
+  std::condition_variable changed;
+  bool packet_seen = false;
+  bool stop = false;
+  std::int32_t restart_counter = 0;
+  std::thread thread;
+
+  void Wait() {
+    std::unique_lock lock(mutex);
+    while (!stop) {
+      changed.wait_until(lock, std::chrono::steady_clock::now() + kPacketWait,
+                         [this] { return stop || packet_seen; });
+      packet_seen = false;
+    }
+  }
+};
+
+BareWatch bare_watch;
+
+void PacketCallbackFloor(benchmark::State& state) {
+  if (state.thread_index() == 0) {
+    InstallEmptyLibrary();
+    bare_watch.stop = false;
+    bare_watch.thread = std::thread([] { bare_watch.Wait(); });
+  }
+  for (auto _ : state) {
+    Library().gsdk_recorder_push_packet(nullptr, nullptr);
+    Library().gsdk_encoded_packet_release(nullptr);
+    {
+      const std::lock_guard lock(bare_watch.mutex);
+      bare_watch.packet_seen = true;
+      bare_watch.restart_counter = 0;
+    }
+    bare_watch.changed.notify_one();
+  }
+  if (state.thread_index() == 0) {
+    {
+      const std::lock_guard lock(bare_watch.mutex);
+      bare_watch.stop = true;
+    }
+    bare_watch.changed.notify_one();
+    bare_watch.thread.join();
+  }
+}
+BENCHMARK(PacketCallbackFloor)->Threads(1)->Threads(4)->UseRealTime();
 
 }  // namespace

@@ -1,0 +1,114 @@
+"""The built service under Wine, by service_bench, against the program that does the least."""
+
+import collections
+import os
+import re
+import subprocess
+import statistics
+import time
+
+from table import ratios
+
+WINE = os.path.join(os.path.dirname(__file__), "..", "scripts", "wine")
+# In the order in which they are started.
+THREADS = ["main", "clips", "commands", "pipe reader", "watchdog", "the library's", "keeper"]
+
+
+def service_bench(programs, what, rounds):
+    """What was measured of the service and of the floor, by its name."""
+    said = subprocess.run(
+        [WINE, os.path.join(programs, "service_bench.exe"), what, str(rounds)],
+        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=True, text=True, timeout=300).stdout
+    values = collections.defaultdict(lambda: {"service": [], "floor": []})
+    for line in said.splitlines():
+        name, program, value = line.split()
+        values[name][program].append(float(value))
+    return values
+
+
+def medians(values, digits, unit):
+    service, floor = (statistics.median(values[key]) for key in ("service", "floor"))
+    return f"{service:.{digits}f} against {floor:.{digits}f} {unit}"
+
+
+def measure(table, programs, quick):
+    table.heading("The service, under Wine")
+    frames = service_bench(programs, "frames", 1 if quick else 9)
+    for size in (64, 4096):
+        values = frames[f"frames_{size}"]
+        table.add(f"frames of {size} bytes a second from the pipe to the main loop / floor",
+                  ratios(values["service"], values["floor"]), 0.9, at_least=True,
+                  note=medians(values, 0, "a second"))
+    clips = service_bench(programs, "clips", 1 if quick else 15)
+    for name, what, limit in (("clip_p50", "half", 1.5), ("clip_p99", "99 of 100", 2)):
+        values = clips[name]
+        table.add(f"clip request to answer, instant dump, time in which {what} are answered / floor",
+                  ratios(values["service"], values["floor"]), limit,
+                  note=medians(values, 0, "µs"))
+    starts = service_bench(programs, "starts", 2 if quick else 25)
+    values = starts["start"]
+    table.add("start until the pipe is open / floor", ratios(values["service"], values["floor"]),
+              1.5, note=medians(values, 1, "ms"))
+    values = starts["end"]
+    table.add('end after "die", more than the floor',
+              [own - other for own, other in zip(values["service"], values["floor"])], 3,
+              unit=" ms", digits=1, note=medians(values, 1, "ms"))
+
+
+# --- At rest ------------------------------------------------------------------------------------
+
+
+def process_with(argument):
+    """The process that has this word on its command line, of which there is one."""
+    for process in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{process}/cmdline", "rb") as file:
+                if argument.encode() in file.read():
+                    return process
+        except OSError:
+            continue
+    raise SystemExit("bench: the service at rest is not there")
+
+
+def read(*path):
+    with open(os.path.join("/proc", *path), encoding="utf-8") as file:
+        return file.read()
+
+
+def thread_figures(process):
+    """For each thread, in the order of their starts: its wake-ups, and its processor time in
+    seconds."""
+    figures = []
+    for thread in sorted(os.listdir(f"/proc/{process}/task"), key=int):
+        status = read(process, "task", thread, "status")
+        wake_ups = int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", status, re.M)[1])
+        figures.append((wake_ups, int(read(process, "task", thread, "schedstat").split()[0]) / 1e9))
+    return figures
+
+
+def private_megabytes(process):
+    return sum(int(size) for size in re.findall(
+        r"^Private_\w+:\s*(\d+) kB", read(process, "smaps_rollup"), re.M)) / 1024
+
+
+def measure_rest(table, programs, quick):
+    seconds = 5 if quick else 60
+    with subprocess.Popen([WINE, os.path.join(programs, "service_bench.exe"), "rest"],
+                          stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as host:
+        process = process_with(host.stdout.readline().strip())
+        time.sleep(1)
+        before = thread_figures(process)
+        time.sleep(seconds)
+        after = thread_figures(process)
+        memory = private_megabytes(process)
+        host.stdin.close()
+    if len(after) != len(before):
+        raise SystemExit("bench: a thread of the service came or went at rest")
+    wake_ups = [(now[0] - then[0]) / seconds for then, now in zip(before, after)]
+    share = sum(now[1] - then[1] for then, now in zip(before, after)) / seconds
+    names = THREADS if len(THREADS) == len(after) else map(str, range(1, len(after) + 1))
+    table.heading(f"A session with 60 packets a second and nothing else, for {seconds} s")
+    table.add("wake-ups a second of all threads", [sum(wake_ups)], digits=1,
+              note=", ".join(f"{name} {rate:.2f}" for name, rate in zip(names, wake_ups)))
+    table.add("processor share, of one processor", [share * 100], unit=" %", digits=2)
+    table.add("private memory", [memory], unit=" MB", digits=1)
