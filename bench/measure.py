@@ -6,7 +6,6 @@ worse."""
 import argparse
 import json
 import os
-import re
 import statistics
 import subprocess
 import sys
@@ -17,15 +16,10 @@ import capture_bench
 import core_rows
 import service_rows
 import size_rows
-from load import QUIET, busy_share
+from load import QUIET, busy_share, processor_name
 from table import Table
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
-
-
-def processor_name():
-    with open("/proc/cpuinfo", encoding="utf-8") as file:
-        return re.search(r"^model name\s*: (.*)$", file.read(), re.M)[1]
 
 
 def commit():

@@ -38,7 +38,7 @@ set_tests_properties(e2e.Checkout PROPERTIES TIMEOUT 600)
 # What scripts/bench prints and writes; the core is that of the other build, whose figures nobody
 # looks at.
 add_test(NAME e2e.Bench
-  COMMAND ${PROJECT_SOURCE_DIR}/tests/windows/own_prefix
+  COMMAND ${with_desktop} --
     /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/bench_test.py
     ${PROJECT_SOURCE_DIR} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
     ${PROJECT_SOURCE_DIR}/build/native-debug/bin/core_bench
