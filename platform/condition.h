@@ -17,6 +17,7 @@ namespace platform {
 class Mutex {
  public:
   Mutex() = default;
+  ~Mutex() = default;
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
@@ -32,6 +33,7 @@ class Mutex {
 class ConditionVariable {
  public:
   ConditionVariable() = default;
+  ~ConditionVariable() = default;
   ConditionVariable(const ConditionVariable&) = delete;
   ConditionVariable& operator=(const ConditionVariable&) = delete;
 

@@ -48,8 +48,9 @@ RecorderSettings CompleteSettings(const ConsoleOptions& options, Transcript& tra
   const bool named = query.hwnd || query.pid || !query.title.empty();
   if (!named) {
     // Without a window the service takes the monitor nearest to none, the primary one.
-    if (settings.recording_mode == static_cast<std::int32_t>(RecordingMode::kMonitor))
+    if (settings.recording_mode == static_cast<std::int32_t>(RecordingMode::kMonitor)) {
       return settings;
+    }
     throw CLI::RequiredError("--title, --pid or --hwnd");
   }
   if (query.pid && settings.recording_mode == static_cast<std::int32_t>(RecordingMode::kGame)) {
