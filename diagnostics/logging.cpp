@@ -78,8 +78,10 @@ void OnCaptureLibraryLog(std::int32_t /*level*/, const char* text) noexcept {
 
 void SendLogToHost(const std::string& line) {
   // As json11 writes the object {"error": line}, which takes twice as long to build as to write.
-  std::string text = R"({"error": )";
-  json11::Json(line).dump(text);
+  constexpr std::string_view kBegin = R"({"error": )";
+  std::string text;
+  text.reserve(kBegin.size() + line.size() + std::string_view(R"(""})").size());
+  json11::Json(line).dump(text.append(kBegin));
   PushMessage(MakePipeMessage(Direction::kOutbound, text += '}'));
 }
 
