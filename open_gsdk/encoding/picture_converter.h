@@ -29,15 +29,13 @@ class PictureConverter {
   };
 
   PooledFrame& FreeFrame();
-  // Chooses how pictures of this size are converted.
-  void Prepare(Size source);
-  void OpenScaler(Size source);
+  void PrepareScaler(Size source);
 
   const Size picture_;
   std::vector<PooledFrame> frames_;
   Size source_;
   Placement placement_;
-  Scaler scaler_;  // none where nothing is scaled
+  Scaler scaler_;
 };
 
 }  // namespace open_gsdk
