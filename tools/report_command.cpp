@@ -90,6 +90,7 @@ std::vector<std::string> WriteSupportReport(const SupportReport& report) {
   WriteZip(report.zip, members);
 
   std::vector<std::string> names;
+  names.reserve(members.size());
   for (const ZipMember& member : members) names.push_back(member.name);
   return names;
 }

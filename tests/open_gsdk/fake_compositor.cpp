@@ -34,11 +34,18 @@ class FakeObject : public First, public More... {
     return left;
   }
   // IInspectable's, which not every interface has.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Winconsistent-missing-override"
+#endif
   // NOLINTBEGIN(*-override,*-explicit-virtual-functions)
   virtual HRESULT STDMETHODCALLTYPE GetIids(ULONG* /*count*/, IID** /*ids*/) { return E_NOTIMPL; }
   virtual HRESULT STDMETHODCALLTYPE GetRuntimeClassName(HSTRING* /*name*/) { return E_NOTIMPL; }
   virtual HRESULT STDMETHODCALLTYPE GetTrustLevel(TrustLevel* /*level*/) { return E_NOTIMPL; }
   // NOLINTEND(*-override,*-explicit-virtual-functions)
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
 
  protected:
   virtual ~FakeObject() {
