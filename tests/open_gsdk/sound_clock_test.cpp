@@ -193,7 +193,7 @@ TEST(DeviceClock, GoesBackTooSlowlyToBeHeardWhenSamplesComeALittleEarly) {
   }
   // A three-thousandth of 29 s has been made up for.
   EXPECT_NEAR(static_cast<double>(ErrorNs(device, clock.Date(device.Next(-10 * kMs)))),
-              static_cast<double>(-29 * kSecond / 3000), 0.01 * kMs);
+              static_cast<double>(-29 * kSecond) / 3000, 0.01 * kMs);
 }
 
 // A device that begins anew, as it does after the machine slept: behind its clock or ahead of it.
