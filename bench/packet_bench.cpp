@@ -8,10 +8,10 @@
 #include <mutex>
 #include <thread>
 
-#include "bench/allocations.h"
 #include "gsdk/capture_library.h"
 #include "recording/packet_watchdog.h"
 #include "recording/worker_stop.h"
+#include "tests/fakes/allocations.h"
 #include "tests/fakes/fake_library.h"
 
 namespace {
@@ -35,9 +35,9 @@ void PacketCallback(benchmark::State& state) {
     }
     Watch().thread = std::thread(PacketWatchdog, kFirstPacketWait, kPacketWait);
   }
-  const std::int64_t before = core_bench::Allocations();
+  const std::int64_t before = core_test::Allocations();
   for (auto _ : state) OnEncodedPacket(nullptr, nullptr);
-  state.counters["allocations"] = static_cast<double>(core_bench::Allocations() - before);
+  state.counters["allocations"] = static_cast<double>(core_test::Allocations() - before);
   if (state.thread_index() == 0) StopWorkers();
 }
 BENCHMARK(PacketCallback)->Threads(1)->Threads(4)->UseRealTime();

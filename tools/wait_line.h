@@ -38,7 +38,7 @@ class WaitLine {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-// The exit status of a service that ends; none while it still runs after `limit`. Shows the wait.
+// How the service ended; none when it still runs after `limit`. Shows the wait.
 std::optional<capture_host::ServiceEnd> AwaitServiceEnd(capture_host::Service& service,
                                                         std::chrono::seconds limit,
                                                         Transcript& transcript);

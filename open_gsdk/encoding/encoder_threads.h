@@ -6,7 +6,8 @@
 namespace open_gsdk {
 
 // As few as can keep up with what is to be encoded, since each one more costs processor time and
-// bytes; at most four, and no more than there are processors (0 where that is not known).
+// bytes; at most four, and no more than there are processors (0 where that is not known). Any
+// thread.
 int EncoderThreads(const VideoEncoding& encoding, unsigned processors);
 
 }  // namespace open_gsdk

@@ -1,4 +1,4 @@
-#include "bench/allocations.h"
+#include "tests/fakes/allocations.h"
 
 #include <cstddef>
 #include <cstdlib>
@@ -23,4 +23,4 @@ void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
-std::int64_t core_bench::Allocations() { return allocations; }
+std::int64_t core_test::Allocations() { return allocations; }
