@@ -53,7 +53,11 @@ void SoundPipeline::Bind(const std::string& device_id) {
 }
 
 void SoundPipeline::Start(std::int64_t start_ns, std::function<void(SoundPacket)> deliver) {
-  track_.Start(start_ns, std::move(deliver));
+  track_.Start(start_ns, [this, deliver = std::move(deliver)](SoundPacket packet) {
+    const std::int64_t begin_ns = SteadyNowNs();
+    deliver(std::move(packet));
+    delivering_ns_ += SteadyNowNs() - begin_ns;
+  });
   thread_ = StartOwnThread([this] {
     try {
       Run();
@@ -78,12 +82,13 @@ void SoundPipeline::Stop() {
 void SoundPipeline::Run() {
   std::deque<News> news;
   std::optional<std::string> wanted;
-  for (;;) {
-    const std::int64_t waiting_ns = SteadyNowNs();
-    const std::int64_t deadline_ns = track_.NextPacketEndNs() + GraceNs(supply_, waiting_ns);
+  for (std::int64_t woken_ns = SteadyNowNs();;) {
+    const std::int64_t deadline_ns = track_.NextPacketEndNs() + GraceNs(supply_, SteadyNowNs());
     if (!WaitForNews(deadline_ns, news, wanted)) return;
-    const std::int64_t woken_ns = SteadyNowNs();
-    const bool overslept = HasOverslept(std::max(deadline_ns, waiting_ns), woken_ns);
+    // The process may be stopped while this thread works as well as while it waits.
+    const std::int64_t ready_ns =
+        std::exchange(woken_ns, SteadyNowNs()) + std::exchange(delivering_ns_, 0);
+    const bool overslept = HasOverslept(std::max(deadline_ns, ready_ns), woken_ns);
     if (wanted) Rebind(*std::exchange(wanted, std::nullopt));
     for (const News& item : news) Take(item, overslept);
     news.clear();

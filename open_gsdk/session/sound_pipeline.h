@@ -84,6 +84,7 @@ class SoundPipeline {
   std::vector<std::unique_ptr<Reader>> retired_;
   std::uint64_t readers_ = 0;  // that there were
   SoundSupply supply_;
+  std::int64_t delivering_ns_ = 0;  // what `deliver` took since the thread last woke
 };
 
 }  // namespace open_gsdk
