@@ -5,6 +5,13 @@
 #include <new>
 
 namespace open_gsdk {
+namespace {
+
+// A larger piece takes longer to copy than one more call to the system.
+constexpr std::size_t kSmallPiece = 64 * std::size_t{1024};
+constexpr std::size_t kGatheredAtMost = 512 * std::size_t{1024};
+
+}  // namespace
 
 MuxOutput::MuxOutput(const ByteSink* sink, std::size_t largest_packet)
     : sink_(sink), stand_in_(largest_packet + AV_INPUT_BUFFER_PADDING_SIZE) {
@@ -17,6 +24,7 @@ MuxOutput::MuxOutput(const ByteSink* sink, std::size_t largest_packet)
     av_free(buffer);
     throw std::bad_alloc();
   }
+  if (sink != nullptr) gathered_.reserve(kGatheredAtMost);
 }
 
 std::uint8_t* MuxOutput::StandInFor(const std::vector<std::span<const std::uint8_t>>& pieces) {
@@ -27,6 +35,7 @@ std::uint8_t* MuxOutput::StandInFor(const std::vector<std::span<const std::uint8
 bool MuxOutput::Finish() {
   avio_flush(io_.get());
   SendPending();
+  SendGathered();
   return !failed_;
 }
 
@@ -39,7 +48,7 @@ int MuxOutput::OnWrite(void* output, const std::uint8_t* bytes, int count) {
   } else if (bytes >= stand_in && bytes < stand_in + self.stand_in_.size()) {
     self.WritePieces(static_cast<std::size_t>(bytes - stand_in), size);
   } else {
-    // FFmpeg uses the memory again, so these go at once.
+    // FFmpeg uses the memory again, so these may not wait where they are.
     self.Write({bytes, size});
     self.SendPending();
   }
@@ -49,19 +58,25 @@ int MuxOutput::OnWrite(void* output, const std::uint8_t* bytes, int count) {
 
 std::int64_t MuxOutput::OnSeek(void* output, std::int64_t offset, int whence) {
   auto& self = *static_cast<MuxOutput*>(output);
-  self.SendPending();
   switch (whence) {
     case AVSEEK_SIZE:
       return self.size_;
     case SEEK_SET:
-      return self.position_ = offset;
+      return self.GoTo(offset);
     case SEEK_CUR:
-      return self.position_ += offset;
+      return self.GoTo(self.position_ + offset);
     case SEEK_END:
-      return self.position_ = self.size_ + offset;
+      return self.GoTo(self.size_ + offset);
     default:
       return AVERROR(EINVAL);
   }
+}
+
+std::int64_t MuxOutput::GoTo(std::int64_t position) {
+  SendPending();
+  SendGathered();
+  sent_ = position;
+  return position_ = position;
 }
 
 // Puts the part of the packet's pieces there that FFmpeg has asked for.
@@ -86,10 +101,24 @@ void MuxOutput::Write(std::span<const std::uint8_t> bytes) {
 }
 
 void MuxOutput::SendPending() {
-  if (pending_.empty()) return;
-  const std::int64_t begin = position_ - static_cast<std::int64_t>(pending_.size());
-  if (!failed_ && !(*sink_)(begin, pending_)) failed_ = true;
+  const bool small = pending_.size() <= kSmallPiece;
+  if (!small || gathered_.size() + pending_.size() > kGatheredAtMost) SendGathered();
+  if (small) {
+    gathered_.insert(gathered_.end(), pending_.begin(), pending_.end());
+  } else {
+    Send(pending_);
+  }
   pending_ = {};
+}
+
+void MuxOutput::SendGathered() {
+  Send(gathered_);
+  gathered_.clear();
+}
+
+void MuxOutput::Send(std::span<const std::uint8_t> bytes) {
+  if (!failed_ && !bytes.empty() && !(*sink_)(sent_, bytes)) failed_ = true;
+  sent_ += static_cast<std::int64_t>(bytes.size());
 }
 
 }  // namespace open_gsdk

@@ -15,8 +15,9 @@ namespace open_gsdk {
 using ByteSink = std::function<bool(std::int64_t position, std::span<const std::uint8_t> bytes)>;
 
 // FFmpeg is not given the bytes of the packets but others in their place, which it only passes on;
-// the real ones go from where they are to the sink, in as large blocks as they lie there. For one
-// thread at a time.
+// the real ones go from where they are to the sink, in as large blocks as they lie there. What lies
+// there in small pieces, as it does around repeated silence, is put together first. For one thread
+// at a time.
 class MuxOutput {
  public:
   // `sink` outlives this object. Null for a file of which only the size is wanted.
@@ -47,11 +48,18 @@ class MuxOutput {
   void Write(std::span<const std::uint8_t> bytes);
   void WritePieces(std::size_t begin, std::size_t count);
   void SendPending();
+  void SendGathered();
+  void Send(std::span<const std::uint8_t> bytes);
+  std::int64_t GoTo(std::int64_t position);
 
   const ByteSink* sink_;
   std::vector<std::uint8_t> stand_in_;
   std::vector<std::span<const std::uint8_t>> pieces_;  // of the packet that the stand-in is for
-  std::span<const std::uint8_t> pending_;              // ends at position_
+  // What comes next to the sink: small pieces, and the one that still grows, which ends at
+  // position_.
+  std::vector<std::uint8_t> gathered_;
+  std::span<const std::uint8_t> pending_;
+  std::int64_t sent_ = 0;  // where in the file that goes
   std::int64_t position_ = 0;
   std::int64_t size_ = 0;
   bool failed_ = false;

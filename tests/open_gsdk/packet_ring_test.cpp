@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <numeric>
 #include <span>
 #include <vector>
 
@@ -16,12 +15,6 @@
 
 namespace open_gsdk {
 namespace {
-
-std::vector<std::uint8_t> Bytes(std::size_t size, std::uint8_t first) {
-  std::vector<std::uint8_t> bytes(size);
-  std::iota(bytes.begin(), bytes.end(), first);
-  return bytes;
-}
 
 std::vector<std::span<const std::uint8_t>> Pieces(const PacketSegment& segment,
                                                   std::size_t number) {

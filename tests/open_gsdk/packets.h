@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <numeric>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,6 +77,19 @@ inline EncodedPacket TestSound(const std::shared_ptr<const StreamSet>& streams, 
           .duration_ns = SoundNs(1),
           .dropped_ns = 0,
           .data = std::move(data)};
+}
+
+// So many bytes, each one more than the one before.
+inline std::vector<std::uint8_t> Bytes(std::size_t size, std::uint8_t first) {
+  std::vector<std::uint8_t> bytes(size);
+  std::iota(bytes.begin(), bytes.end(), first);
+  return bytes;
+}
+
+inline std::vector<std::uint8_t> Joined(const std::vector<std::span<const std::uint8_t>>& pieces) {
+  std::vector<std::uint8_t> bytes;
+  for (const auto piece : pieces) bytes.insert(bytes.end(), piece.begin(), piece.end());
+  return bytes;
 }
 
 }  // namespace open_gsdk
