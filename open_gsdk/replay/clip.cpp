@@ -12,15 +12,13 @@ std::span<const std::uint8_t> SilentPacket() {
 }
 
 void ClipPacket::AddPieces(std::vector<std::span<const std::uint8_t>>& pieces) const {
-  if (stored == nullptr) {
+  if (IsSilence()) {
     pieces.push_back(SilentPacket());
   } else {
-    segment->AddPieces(*stored, pieces);
+    stored.segment->AddPieces(stored, pieces);
   }
 }
 
-std::size_t ClipPacket::Size() const {
-  return stored == nullptr ? SilentPacket().size() : stored->size;
-}
+std::size_t ClipPacket::Size() const { return IsSilence() ? SilentPacket().size() : stored.size; }
 
 }  // namespace open_gsdk

@@ -11,8 +11,8 @@ namespace {
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
 struct Sound {
-  const PacketSegment* segment;
-  std::size_t number;     // in the segment
+  const StoredPacket* packet;
+  std::size_t arrival;    // its number in the buffer
   std::int64_t position;  // of the first sample, counted from the clip's first picture on
 };
 
@@ -29,18 +29,15 @@ std::int64_t TimeOf(std::int64_t samples, std::int64_t rate) {
   return Divide(samples * kNsPerSecond, rate);
 }
 
-// The packets of the track that are heard in the clip, which has `end` samples, and the one before
-// them, which the decoder needs.
-std::vector<Sound> Select(std::size_t stream, const Clip& clip, std::int64_t rate,
-                          std::int64_t end) {
+// The packets of the track that are heard in a clip that begins at `start_ns` and has `end`
+// samples, and the one before them, which the decoder needs.
+std::vector<Sound> Select(std::span<const StoredPacket> packets, std::size_t stream,
+                          std::int64_t start_ns, std::int64_t rate, std::int64_t end) {
   std::vector<Sound> sounds;
-  for (const auto& segment : clip.segments) {
-    for (std::size_t number = 0; number < segment->packets().size(); ++number) {
-      const StoredPacket& stored = segment->packets()[number];
-      if (stored.stream != stream) continue;
-      const std::int64_t position = SamplesOf(stored.time_ns - clip.start_ns, rate);
-      if (position < end) sounds.push_back({segment.get(), number, position});
-    }
+  for (std::size_t arrival = 0; arrival < packets.size(); ++arrival) {
+    if (packets[arrival].stream != stream) continue;
+    const std::int64_t position = SamplesOf(packets[arrival].time_ns - start_ns, rate);
+    if (position < end) sounds.push_back({&packets[arrival], arrival, position});
   }
   auto begin = std::find_if(sounds.begin(), sounds.end(), [](const Sound& sound) {
     return sound.position + kSamplesPerPacket > 0;
@@ -60,6 +57,7 @@ struct Track {
   std::int64_t rate;
   std::int64_t end;       // of the clip, as a position
   std::int64_t position;  // of the next packet
+  std::size_t arrival;    // of the last packet that is not silence
 
   void Add(const Sound* sound) {
     ClipPacket packet{.stream = stream, .key_frame = true};
@@ -67,9 +65,10 @@ struct Track {
     packet.time_ns = TimeOf(position, rate);
     packet.duration_ns = TimeOf(position + samples, rate) - packet.time_ns;
     if (sound != nullptr) {
-      packet.segment = sound->segment;
-      packet.stored = &sound->segment->packets()[sound->number];
+      packet.stored = sound->packet->bytes;
+      arrival = sound->arrival;
     }
+    packet.arrival = arrival;
     clip.packets.push_back(packet);
     position += kSamplesPerPacket;
   }
@@ -84,12 +83,12 @@ struct Track {
 
 }  // namespace
 
-void AddSound(std::size_t track_number, Clip& clip) {
+void AddSound(std::size_t track_number, std::span<const StoredPacket> packets, Clip& clip) {
   const std::int64_t rate = clip.streams->audio[track_number].sample_rate;
   if (rate <= 0) return;
   const std::int64_t end = SamplesOf(clip.duration_ns, rate);
-  const std::vector<Sound> sounds = Select(1 + track_number, clip, rate, end);
-  Track track{clip, 1 + track_number, rate, end, 0};
+  const std::vector<Sound> sounds = Select(packets, 1 + track_number, clip.start_ns, rate, end);
+  Track track{clip, 1 + track_number, rate, end, 0, 0};
   if (!sounds.empty()) {
     // Sound that begins later has silence before it in whole packets, too.
     const std::int64_t first = sounds.front().position;
@@ -103,7 +102,7 @@ void AddSound(std::size_t track_number, Clip& clip) {
     const std::int64_t missing = track.AddSilenceUntil(sound.position);
     // What was lost before the clip's first picture is not missing from the clip.
     if (sound.position > 0) {
-      dropped_ns += std::max(sound.segment->DroppedBefore(sound.number), TimeOf(missing, rate));
+      dropped_ns += std::max(sound.packet->dropped_ns, TimeOf(missing, rate));
     }
     track.Add(&sound);
   }

@@ -78,7 +78,7 @@ std::vector<EncodedPacket> Recording() {
 
 std::size_t CountPackets(const RingContent& content) {
   std::size_t count = 0;
-  for (const auto& segment : content.segments) count += segment->packets().size();
+  for (const auto& segment : content.segments) count += StoredPackets(*segment).size();
   return count;
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "open_gsdk/replay/encoded_packet.h"
+#include "open_gsdk/replay/packet_segment.h"
 
 namespace open_gsdk {
 
@@ -86,10 +87,23 @@ inline std::vector<std::uint8_t> Bytes(std::size_t size, std::uint8_t first) {
   return bytes;
 }
 
+inline std::vector<StoredPacket> StoredPackets(const PacketSegment& segment) {
+  std::vector<StoredPacket> packets;
+  segment.AddPackets(packets);
+  return packets;
+}
+
 inline std::vector<std::uint8_t> Joined(const std::vector<std::span<const std::uint8_t>>& pieces) {
   std::vector<std::uint8_t> bytes;
   for (const auto piece : pieces) bytes.insert(bytes.end(), piece.begin(), piece.end());
   return bytes;
+}
+
+// The bytes of a StoredPacket's `bytes` or of a clip's packet.
+inline std::vector<std::uint8_t> BytesOf(const StoredBytes& stored) {
+  std::vector<std::span<const std::uint8_t>> pieces;
+  stored.segment->AddPieces(stored, pieces);
+  return Joined(pieces);
 }
 
 }  // namespace open_gsdk
