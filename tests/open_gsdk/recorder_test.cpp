@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -94,20 +96,39 @@ TEST(Recorder, LivesUntilADumpEndsWhenItsHandleIsDestroyed) {
   EXPECT_TRUE(alive.expired());
 }
 
+// Whether each packet has bytes, and those of sound are silence.
+bool HasItsBytes(const Clip& clip) {
+  const std::vector<std::uint8_t> silence(SilentPacket().begin(), SilentPacket().end());
+  return std::all_of(clip.packets.begin(), clip.packets.end(), [&](const ClipPacket& packet) {
+    std::vector<std::span<const std::uint8_t>> pieces;
+    packet.AddPieces(pieces);
+    return packet.stream == 0 ? !pieces.empty() : Joined(pieces) == silence;
+  });
+}
+
 // For the thread sanitizer.
 TEST(Recorder, IsPushedIntoDumpedAndSetAtTheSameTime) {
   Recorder recorder;
   recorder.SetDuration(1000);
-  const auto streams = SilentTestStreams();
+  const auto streams = TestStreams();
   PushFrames(recorder, streams, 0, 1);
   std::atomic<bool> stop{false};
   std::thread pusher([&] {
-    for (int frame = 1; !stop; ++frame) PushFrames(recorder, streams, frame, 1);
+    const std::vector<std::uint8_t> silence(SilentPacket().begin(), SilentPacket().end());
+    std::int64_t sound = 0;
+    for (int frame = 1; !stop; ++frame) {
+      PushFrames(recorder, streams, frame, 1);
+      for (; SoundNs(sound + 1) <= frame * 100 * kMs; ++sound) {
+        recorder.Push(TestSound(streams, 0, sound, 0, silence));
+        recorder.Push(TestSound(streams, 1, sound, 0, silence));
+      }
+    }
   });
   for (int dump = 0; dump < 200; ++dump) {
     recorder.SetDuration(dump % 2 == 0 ? 1000 : 3000);
     const gsdk_dump_result result = recorder.Dump([](const Clip& clip) {
-      return clip.packets.front().key_frame ? DumpStatus::kSuccess : DumpStatus::kUnexpected;
+      return clip.packets.front().key_frame && HasItsBytes(clip) ? DumpStatus::kSuccess
+                                                                 : DumpStatus::kUnexpected;
     });
     EXPECT_EQ(result.status, 0);
   }
