@@ -35,7 +35,7 @@ struct StoredPacket {
   bool key_frame = false;
   std::int64_t time_ns = 0;  // on the steady clock
   std::int64_t duration_ns = 0;
-  std::int64_t dropped_ns = 0;
+  std::int64_t dropped_ns = 0;  // what of this stream was lost right before this packet
   StoredBytes bytes;
 };
 
