@@ -1,6 +1,7 @@
 #!/usr/bin/python3
-"""The figures of the open capture library against FFmpeg's own loop. Recordings of the two take turns, so that what else the machine does
-meets both alike; a figure is the median of its rounds."""
+"""The figures of the open capture library against FFmpeg's own loop, in two versions. Recordings of
+all three take turns, so that what else the machine does meets them alike; a figure is the median of
+its rounds."""
 
 import contextlib
 import os
@@ -55,7 +56,10 @@ class Machine:
 
     def __init__(self, options):
         self.programs = options.programs
+        # The limits are against `ffmpeg`, Debian 12's own; `newer_ffmpeg` is of the version that
+        # the library has.
         self.ffmpeg = options.ffmpeg
+        self.newer_ffmpeg = options.newer_ffmpeg
         self.scratch = options.scratch
         self.seconds = 4 if options.quick else 9
         # Of each recording, its last seconds: when everything is loaded and runs.
@@ -83,11 +87,11 @@ class Machine:
         return self.record(clip, self.program("record_bench.exe") + [
             TITLE, str(frame_rate), str(QUALITY), str(self.seconds), windows_path(clip)])
 
-    def record_with_ffmpeg(self, frame_rate):
+    def record_with_ffmpeg(self, ffmpeg, frame_rate):
         """Pictures get the time at which they were taken, and none is made up, as in the library;
         a key frame a second and no B frames."""
         clip = os.path.join(self.scratch, "ffmpeg.mkv")
-        return self.record(clip, [WINE, self.ffmpeg] + (
+        return self.record(clip, [WINE, ffmpeg] + (
             f"-hide_banner -nostdin -nostats -y -f gdigrab -draw_mouse 0 -framerate {frame_rate}"
             f" -t {self.seconds}").split() + ["-i", "title=" + TITLE] + (
                 "-fps_mode vfr -c:v libx264 -preset superfast -pix_fmt yuv420p"
@@ -187,13 +191,20 @@ def ratios_of(ours, theirs, key):
 
 
 def take_turns(machine, frame_rate):
-    ours, theirs = [], []
+    """Recordings of the library, of FFmpeg's loop and of the newer FFmpeg's."""
+    ours, theirs, newer = [], [], []
     for number in range(machine.rounds):
         turns = [lambda: ours.append(machine.record_with_library(frame_rate)),
-                 lambda: theirs.append(machine.record_with_ffmpeg(frame_rate))]
+                 lambda: theirs.append(machine.record_with_ffmpeg(machine.ffmpeg, frame_rate)),
+                 lambda: newer.append(machine.record_with_ffmpeg(machine.newer_ffmpeg, frame_rate))]
         for turn in turns if number % 2 == 0 else turns[::-1]:
             turn()
-    return ours, theirs
+    return ours, theirs, newer
+
+
+def name_of(ffmpeg):
+    """As "ffmpeg-5.1"."""
+    return os.path.splitext(os.path.basename(ffmpeg))[0]
 
 
 def measure_pictures(machine, table):
@@ -201,35 +212,40 @@ def measure_pictures(machine, table):
     recordings = {}
     # The window draws more often than pictures are taken, so that none is the one before.
     with machine.window((1280, 720), 60):
-        ours, theirs = take_turns(machine, 30)
-    recordings["1280x720 at 30"] = {"library": ours, "ffmpeg": theirs}
-    table.add("processor time for each different picture, 1280x720 at 30, library / gdigrab",
-              ratios_of(ours, theirs, "ms_a_picture"), 0.55,
-              note=f"{median_of(ours, 'ms_a_picture'):.1f} ms against"
-              f" {median_of(theirs, 'ms_a_picture'):.1f} ms")
+        ours, theirs, newer = take_turns(machine, 30)
+    recordings["1280x720 at 30"] = {"library": ours, "ffmpeg": theirs, "newer_ffmpeg": newer}
+    for ffmpeg, floor, limit in (machine.ffmpeg, theirs, 0.55), (machine.newer_ffmpeg, newer, None):
+        table.add("processor time for each different picture, 1280x720 at 30, library / gdigrab of"
+                  f" {name_of(ffmpeg)}", ratios_of(ours, floor, "ms_a_picture"), limit,
+                  note=f"{median_of(ours, 'ms_a_picture'):.1f} ms against"
+                  f" {median_of(floor, 'ms_a_picture'):.1f} ms")
 
     with machine.window((1920, 1080), 60):
         quiet = [machine.record_with_library(30) for _ in range(machine.rounds)]
     recordings["1920x1080 at 30"] = {"library": quiet}
 
     with machine.window((1920, 1080), 60), busy_processes():
-        ours, theirs = take_turns(machine, 60)
-    recordings["1920x1080 at 60, two busy processes"] = {"library": ours, "ffmpeg": theirs}
-    table.add("different pictures a second, 1920x1080 at 60, two busy processes, library / gdigrab",
-              ratios_of(ours, theirs, "a_second"), 2, at_least=True,
-              note=f"{median_of(ours, 'a_second'):.1f} against"
-              f" {median_of(theirs, 'a_second'):.1f} of"
-              f" {median_of(ours, 'drawn_a_second'):.1f} and"
-              f" {median_of(theirs, 'drawn_a_second'):.1f} that were drawn")
+        ours, theirs, newer = take_turns(machine, 60)
+    recordings["1920x1080 at 60, two busy processes"] = {
+        "library": ours, "ffmpeg": theirs, "newer_ffmpeg": newer}
+    for ffmpeg, floor, limit in (machine.ffmpeg, theirs, 2), (machine.newer_ffmpeg, newer, None):
+        table.add("different pictures a second, 1920x1080 at 60, two busy processes, library /"
+                  f" gdigrab of {name_of(ffmpeg)}", ratios_of(ours, floor, "a_second"), limit,
+                  at_least=True, note=f"{median_of(ours, 'a_second'):.1f} against"
+                  f" {median_of(floor, 'a_second'):.1f} of"
+                  f" {median_of(ours, 'drawn_a_second'):.1f} and"
+                  f" {median_of(floor, 'drawn_a_second'):.1f} that were drawn")
     table.add("different pictures for each second of processor time: that one / 1920x1080 at 30,"
               " nothing else running", ratios_of(ours, quiet, "a_processor_second"), 0.7,
               at_least=True, note=f"{median_of(ours, 'a_processor_second'):.0f} against"
               f" {median_of(quiet, 'a_processor_second'):.0f}; gdigrab"
-              f" {median_of(theirs, 'a_processor_second'):.0f}")
+              f" {median_of(theirs, 'a_processor_second'):.0f} and"
+              f" {median_of(newer, 'a_processor_second'):.0f}")
     longest = [recording["longest_ms"] for recording in ours]
     table.add("longest time that one picture stands meanwhile", longest, 300, unit=" ms",
               chosen=max(longest),
-              note=f"the worst of all; gdigrab {max(r['longest_ms'] for r in theirs):.0f} ms")
+              note=f"the worst of all; gdigrab {max(r['longest_ms'] for r in theirs):.0f} and"
+              f" {max(r['longest_ms'] for r in newer):.0f} ms")
     return recordings
 
 

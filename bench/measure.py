@@ -30,7 +30,7 @@ def commit():
 
 def read_options():
     parser = argparse.ArgumentParser()
-    for name in ("--programs", "--core", "--map", "--ffmpeg", "--scratch"):
+    for name in ("--programs", "--core", "--map", "--ffmpeg", "--newer-ffmpeg", "--scratch"):
         parser.add_argument(name, required=True)
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--json")

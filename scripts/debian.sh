@@ -82,17 +82,20 @@ read_package_lists() {
   touch "$apt/read"
 }
 
-# Prints the given version of a package where Debian still has it, else its newest one:
+# Prints the given version of a package where Debian still has it, else the newest one that differs
+# only after its last point, as updates within a release do, else the newest of all:
 #   offered_version show|"showsrc --only-source" NAME VERSION
 offered_version() {
-  local offered newest
+  local offered newest series=${3%.*-*}.
   # shellcheck disable=SC2086
   offered=$(private_apt apt-cache $1 "$2" 2>/dev/null | sed -n 's/^Version: //p')
   if grep -Fxq -e "$3" <<<"$offered"; then
     echo "$3"
     return
   fi
-  newest=$(sort -V <<<"$offered" | tail -n 1)
+  newest=$(awk -v series="$series" 'index($0, series) == 1' <<<"$offered" |
+    sort -V | tail -n 1)
+  [[ $newest ]] || newest=$(sort -V <<<"$offered" | tail -n 1)
   [[ $newest ]] || fail "Debian offers no package $2: check the network and the entries in" \
     "/etc/apt and run scripts/setup again."
   say "Debian no longer offers $2 $3, taking its update $newest" >&2
