@@ -144,16 +144,26 @@ def samples(clip, track, channel=0):
     return array.array("f", decoded)[channel::2]
 
 
-def packet_lengths(clip, track):
-    """How many samples each packet of one of the clip's tracks lasts."""
+def packet_values(clip, stream, value):
+    """A value of each packet of one of the clip's streams, as ffprobe prints it."""
     said = subprocess.run(
-        ["ffprobe", "-v", "error", "-select_streams", f"a:{track}", "-show_entries", "packet=duration"]
+        ["ffprobe", "-v", "error", "-select_streams", stream, "-show_entries", f"packet={value}"]
         + ["-of", "csv=p=0", clip],
         check=True,
         capture_output=True,
         text=True,
     ).stdout
-    return [int(line.strip(",")) for line in said.split()]
+    return [line.strip(",") for line in said.split()]
+
+
+def packet_lengths(clip, track):
+    """How many samples each packet of one of the clip's tracks lasts."""
+    return list(map(int, packet_values(clip, f"a:{track}", "duration")))
+
+
+def picture_lengths(clip):
+    """How many seconds each picture of the clip stands."""
+    return list(map(float, packet_values(clip, "v:0", "duration_time")))
 
 
 def level(part, hertz):
