@@ -1,9 +1,9 @@
 #include "protocol/host_message.h"
 
 #include <json11.hpp>
-#include <variant>
-
 #include <mutex>
+#include <string_view>
+#include <variant>
 
 #include "protocol/read_int32.h"
 
@@ -11,6 +11,7 @@ namespace capture_service {
 namespace {
 
 using json11::Json;
+using namespace std::string_view_literals;
 
 // Held while a message is read, and for ever once the process ends; never destroyed.
 std::mutex& Reading() {
@@ -48,10 +49,18 @@ RecorderSettings ReadRecorderSettings(const Json& object) {
 
 HostEvent ReadEvent(const Json& object) {
   using enum HostEvent::Action;
-  if (object["die"].is_number()) return {.action = kDie, .exit_code = ReadInt32(object["die"])};
-  if (object["restart"].bool_value()) return {.action = kRestart};
-  if (object["change_audio"].bool_value()) return {.action = kChangeAudio};
-  return {};
+  HostEvent event;
+  for (const auto& [key, value] : object.object_items()) {
+    if (key == "die"sv && value.is_number()) {
+      return {.action = kDie, .exit_code = ReadInt32(value)};
+    }
+    if (key == "restart"sv && value.bool_value()) {
+      event.action = kRestart;
+    } else if (key == "change_audio"sv && value.bool_value() && event.action == kNone) {
+      event.action = kChangeAudio;
+    }
+  }
+  return event;
 }
 
 }  // namespace
@@ -65,13 +74,13 @@ std::optional<HostMessage> ReadHostMessage(const std::string& text) {
   HostMessage message;
   for (const auto& [key, value] : json.object_items()) {
     if (!value.is_object()) continue;
-    if (key == "startglimra_sentrysettings") {
+    if (key == "startglimra_sentrysettings"sv) {
       message.reporting = ReadReportingSettings(value);
-    } else if (key == "clip") {
+    } else if (key == "clip"sv) {
       message.clip = ReadClipRequest(value);
-    } else if (key == "recorder_settings") {
+    } else if (key == "recorder_settings"sv) {
       message.settings = ReadRecorderSettings(value);
-    } else if (key == "event") {
+    } else if (key == "event"sv) {
       message.event = ReadEvent(value);
     }
   }

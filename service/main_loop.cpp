@@ -28,8 +28,17 @@ void StartErrorReporting(const ReportingSettings& settings, const ServiceState& 
   for (const auto& [name, value] : tags) SetReportTag(name, value);
 }
 
-void Queue(CommandType type, RecorderSettings settings = {}) {
-  PushCommand(std::make_unique<Command>(Command{.type = type, .settings = std::move(settings)}));
+// Its members have initializers, so that it need not be zeroed first.
+std::unique_ptr<Command> NewCommand(CommandType type) {
+  auto command = std::make_unique_for_overwrite<Command>();
+  command->type = type;
+  return command;
+}
+
+void QueueSettings(RecorderSettings settings) {
+  std::unique_ptr<Command> command = NewCommand(CommandType::kUpdateSettings);
+  command->settings = std::move(settings);
+  PushCommand(std::move(command));
 }
 
 void HandleEvent(const HostEvent& event, ServiceState& state) {
@@ -39,10 +48,10 @@ void HandleEvent(const HostEvent& event, ServiceState& state) {
       RequestStop();
       break;
     case HostEvent::Action::kRestart:
-      Queue(CommandType::kRestart);
+      PushCommand(NewCommand(CommandType::kRestart));
       break;
     case HostEvent::Action::kChangeAudio:
-      Queue(CommandType::kChangeAudio);
+      PushCommand(NewCommand(CommandType::kChangeAudio));
       break;
     case HostEvent::Action::kNone:
       break;
@@ -52,11 +61,13 @@ void HandleEvent(const HostEvent& event, ServiceState& state) {
 }  // namespace
 
 void RunMainLoop(PipeHandle pipe, ServiceState& state) {
+  std::string text;  // of the message from the host; keeps its memory for the next
   while (!StopFlag) {
     const std::unique_ptr<PipeMessage> message = PopMessage();
     switch (message->direction) {
       case Direction::kInbound:
-        HandleInboundMessage(message->text.data(), state);
+        text = message->text.data();
+        HandleInboundMessage(text, state);
         break;
       case Direction::kOutbound:
         if (!WriteFrame(pipe, message->text.data())) RequestStop();
@@ -70,7 +81,7 @@ void HandleInboundMessage(const std::string& text, ServiceState& state) {
   if (!message) return;
   if (message->reporting) StartErrorReporting(*message->reporting, state);
   if (message->clip) EnqueueClipRequest(*std::move(message->clip));
-  if (message->settings) Queue(CommandType::kUpdateSettings, *std::move(message->settings));
+  if (message->settings) QueueSettings(*std::move(message->settings));
   if (message->event) HandleEvent(*message->event, state);
 }
 
