@@ -20,7 +20,8 @@ MessageQueue& Queue() {
 }  // namespace
 
 std::unique_ptr<PipeMessage> MakePipeMessage(Direction direction, std::string_view text) {
-  text = text.substr(0, text.find('\0'));
+  // A shorter text is copied with what follows its first zero byte, which nobody looks at.
+  if (text.size() > kMaxMessageBytes) text = text.substr(0, text.find('\0'));
   if (text.size() > kMaxMessageBytes) platform::FailFast();
 
   auto message = std::make_unique_for_overwrite<PipeMessage>();
