@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -130,41 +131,41 @@ std::string IdleMessage(std::size_t size) {
 
 // Sends `count` frames as fast as the pipe takes them and a clip request, whose answer says that
 // all were taken. Returns the frames a second.
-double FramesASecond(Program program, std::size_t size, int count) {
+double FramesASecond(Peer& peer, std::size_t size, int count) {
   // Many at once, so that the writing costs little beside the reading.
   constexpr std::size_t kBatchBytes = std::size_t{64} * 1024;
   const std::string frame = FrameOf(IdleMessage(size));
   const int batch_frames = static_cast<int>(kBatchBytes / frame.size());
   std::string batch;
   for (int i = 0; i < batch_frames; ++i) batch += frame;
-  const std::string clip = ClipFrame();
 
-  Peer peer(program);
-  AwaitReady(peer);
   const Clock::time_point begin = Clock::now();
   for (int left = count; left > 0; left -= batch_frames) {
     peer.Write(std::string_view(batch).substr(
         0, frame.size() * static_cast<std::size_t>(std::min(left, batch_frames))));
   }
-  peer.Write(clip);
-  peer.Await(kClipAnswer);
-  const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-  peer.End();
-  return count / seconds;
+  AwaitReady(peer);
+  return count / std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
 void MeasureFrames(int rounds) {
-  constexpr double kRoundSeconds = 0.5;
+  constexpr double kRoundSeconds = 0.15;
+  Peer service(Program::kService);
+  Peer floor(Program::kFloor);
+  AwaitReady(service);
+  AwaitReady(floor);
   for (const std::size_t size : {std::size_t{64}, std::size_t{4096}}) {
-    constexpr int kFirstCount = 1000;
-    const int count =
-        static_cast<int>(FramesASecond(Program::kFloor, size, kFirstCount) * kRoundSeconds);
+    constexpr int kFirstCount = 500;
+    const int count = static_cast<int>(FramesASecond(floor, size, kFirstCount) * kRoundSeconds);
+    FramesASecond(service, size, kFirstCount);
     for (int round = 0; round < rounds; ++round) {
-      for (const Program program : {Program::kService, Program::kFloor}) {
-        Print("frames_" + std::to_string(size), program, FramesASecond(program, size, count));
-      }
+      const std::string what = "frames_" + std::to_string(size);
+      Print(what, Program::kService, FramesASecond(service, size, count));
+      Print(what, Program::kFloor, FramesASecond(floor, size, count));
     }
   }
+  service.End();
+  floor.End();
 }
 
 // --- Clips --------------------------------------------------------------------------------------
@@ -185,6 +186,14 @@ void StartSession(Peer& peer) {
   }
 }
 
+double AnswerMicroseconds(Peer& peer, const std::string& request) {
+  const Clock::time_point begin = Clock::now();
+  peer.Write(request);
+  peer.Await(kClipAnswer);
+  return std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
+}
+
+// The two take turns with every request, so that what disturbs one disturbs the other.
 void MeasureClips(int rounds) {
   constexpr int kRequests = 400;
   Peer service(Program::kService);
@@ -192,19 +201,15 @@ void MeasureClips(int rounds) {
   StartSession(service);
   const std::string clip = ClipFrame();
   for (int round = 0; round < rounds; ++round) {
-    for (const Program program : {Program::kService, Program::kFloor}) {
-      Peer& peer = program == Program::kService ? service : floor;
-      std::vector<double> microseconds;
-      for (int request = 0; request < kRequests; ++request) {
-        const Clock::time_point begin = Clock::now();
-        peer.Write(clip);
-        peer.Await(kClipAnswer);
-        microseconds.push_back(
-            std::chrono::duration<double, std::micro>(Clock::now() - begin).count());
-      }
-      std::sort(microseconds.begin(), microseconds.end());
-      Print("clip_p50", program, microseconds[kRequests / 2]);
-      Print("clip_p99", program, microseconds[kRequests * 99 / 100]);
+    std::map<Program, std::vector<double>> microseconds;
+    for (int request = 0; request < kRequests; ++request) {
+      microseconds[Program::kService].push_back(AnswerMicroseconds(service, clip));
+      microseconds[Program::kFloor].push_back(AnswerMicroseconds(floor, clip));
+    }
+    for (auto& [program, times] : microseconds) {
+      std::sort(times.begin(), times.end());
+      Print("clip_p50", program, times[kRequests / 2]);
+      Print("clip_p99", program, times[kRequests * 99 / 100]);
     }
   }
   service.End();
