@@ -30,6 +30,9 @@ ROWS = {
     "allocations of the packet callback": 0,
     "frames of 64 bytes a second from the pipe to the main loop / floor": 0.9,
     "frames of 4096 bytes a second from the pipe to the main loop / floor": 0.9,
+    "frames of 64 bytes a second from the pipe to the main loop, all on one processor / floor": None,
+    "frames of 4096 bytes a second from the pipe to the main loop, all on one processor / floor":
+        None,
     "clip request to answer, instant dump, time in which half are answered / floor": 1.5,
     "clip request to answer, instant dump, time in which 99 of 100 are answered / floor": 2,
     "start until the pipe is open / floor": 1.5,
