@@ -250,15 +250,16 @@ def measure_pictures(machine, table):
 
 
 def measure_replay_buffer(machine, table):
-    """dump_bench prints each ratio with its limit and takes the best of several rounds itself."""
+    """dump_bench prints each ratio with its limit and those of its rounds, of whose times it takes the
+    best itself."""
     table.heading("The replay buffer, under Wine")
     said = subprocess.run(machine.program("dump_bench.exe") + [windows_path(machine.scratch)],
                           stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=600,
                           check=False).stdout
     notes = [line.strip() for line in said.splitlines() if "limit" not in line and line.strip()]
-    rows = re.findall(r"^(.*?) +([\d.]+) +limit ([\d.]+) ", said, re.M)
+    rows = re.findall(r"^(.*?) +([\d.]+) +limit ([\d.]+) .* rounds ([\d. ]+)$", said, re.M)
     if not rows:
         raise SystemExit("bench: dump_bench printed no figures:\n" + said)
-    for what, value, limit in rows:
-        table.add(what, [float(value)], float(limit))
+    for what, value, limit, rounds in rows:
+        table.add(what, list(map(float, rounds.split())), float(limit), chosen=float(value))
     return notes

@@ -147,23 +147,31 @@ def private_megabytes(process):
 
 
 def measure_rest(table, programs, quick):
-    seconds = 5 if quick else 60
+    seconds, parts = (4, 2) if quick else (60, 6)
     with subprocess.Popen([WINE, os.path.join(programs, "service_bench.exe"), "rest"],
                           stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as host:
         process = process_with(host.stdout.readline().strip())
         time.sleep(1)
-        before = thread_figures(process)
-        time.sleep(seconds)
-        after = thread_figures(process)
+        figures = [thread_figures(process)]
+        for _ in range(parts):
+            time.sleep(seconds / parts)
+            figures.append(thread_figures(process))
         memory = private_megabytes(process)
         host.stdin.close()
-    if len(after) != len(before):
+    first, last = figures[0], figures[-1]
+    if any(len(threads) != len(first) for threads in figures):
         raise SystemExit("bench: a thread of the service came or went at rest")
-    wake_ups = [(now[0] - then[0]) / seconds for then, now in zip(before, after)]
-    share = sum(now[1] - then[1] for then, now in zip(before, after)) / seconds
-    names = THREADS if len(THREADS) == len(after) else map(str, range(1, len(after) + 1))
+    names = THREADS if len(THREADS) == len(first) else map(str, range(1, len(first) + 1))
     table.heading(f"A session with 60 packets a second and nothing else, for {seconds} s")
-    table.add("wake-ups a second of all threads", [sum(wake_ups)], digits=1,
-              note=", ".join(f"{name} {rate:.2f}" for name, rate in zip(names, wake_ups)))
-    table.add("processor share, of one processor", [share * 100], unit=" %", digits=2)
+
+    def in_each_part(figure):
+        """A figure of all threads together, for a second of each part."""
+        sums = [sum(thread[figure] for thread in threads) for threads in figures]
+        return [(after - before) * parts / seconds for before, after in zip(sums, sums[1:])]
+
+    table.add("wake-ups a second of all threads", in_each_part(0), digits=1,
+              note=", ".join(f"{name} {(after[0] - before[0]) / seconds:.2f}"
+                             for name, before, after in zip(names, first, last)))
+    table.add("processor share, of one processor", [share * 100 for share in in_each_part(1)],
+              unit=" %", digits=2)
     table.add("private memory", [memory], unit=" MB", digits=1)
